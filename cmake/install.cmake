@@ -1,0 +1,20 @@
+# What `cmake --install` lays down: headers, library, tool, CMake package and pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS quillmere EXPORT quillmere_targets
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillmere)
+install(EXPORT quillmere_targets NAMESPACE quillmere:: DESTINATION ${package_dir})
+configure_package_config_file(cmake/quillmere-config.cmake.in quillmere-config.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(quillmere-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${CMAKE_CURRENT_BINARY_DIR}/quillmere-config.cmake
+  ${CMAKE_CURRENT_BINARY_DIR}/quillmere-config-version.cmake
+  DESTINATION ${package_dir})
+
+configure_file(cmake/quillmere.pc.in quillmere.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quillmere.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

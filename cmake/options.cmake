@@ -1,0 +1,20 @@
+# What every target of this project is compiled with. Nothing here reaches a consumer.
+
+add_library(quillmere_options INTERFACE)
+target_compile_features(quillmere_options INTERFACE cxx_std_20)
+target_compile_options(quillmere_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wformat=2)
+if(QUILLMERE_DEVELOPER_MODE OR QUILLMERE_FUZZERS)
+  target_compile_options(quillmere_options INTERFACE -Werror)
+endif()
+
+if(QUILLMERE_SANITIZE)
+  target_compile_options(quillmere_options INTERFACE
+    -fsanitize=${QUILLMERE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(quillmere_options INTERFACE -fsanitize=${QUILLMERE_SANITIZE})
+endif()
+
+if(QUILLMERE_FUZZERS)
+  target_compile_options(quillmere_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()

@@ -1,0 +1,25 @@
+# quillmere_add_test(<dir>/<name>_test [LIBS lib...] [LABELS label...]): one test program from one file under tests/.
+# quillmere_add_bench(<name> [LIBS lib...]): one benchmark program from bench/<name>.cpp.
+
+find_package(GTest 1.12 REQUIRED)
+include(GoogleTest)
+
+function(quillmere_add_test path)
+  cmake_parse_arguments(arg "" "TIMEOUT" "LIBS;LABELS" ${ARGN})
+  string(REPLACE "/" "_" target ${path})
+  add_executable(${target} ${path}.cpp)
+  target_link_libraries(${target} PRIVATE quillmere quillmere_options GTest::gmock GTest::gtest_main ${arg_LIBS})
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 120)
+  endif()
+  gtest_discover_tests(${target} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+endfunction()
+
+function(quillmere_add_bench name)
+  cmake_parse_arguments(arg "" "" "LIBS" ${ARGN})
+  add_executable(bench_${name} ${name}.cpp)
+  set_target_properties(bench_${name} PROPERTIES OUTPUT_NAME ${name})
+  target_link_libraries(bench_${name} PRIVATE quillmere quillmere_options ${arg_LIBS})
+  target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR})
+endfunction()

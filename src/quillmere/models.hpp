@@ -1,0 +1,112 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// The records that flow through the system, and the enumerations that classify pages, sellers, stock and condition.
+///
+/// Text      UTF-8. Absent is std::nullopt and is distinct from empty text.
+/// Amounts   major units of their currency (12.5 is 12.50).
+/// Order     the fields of a record stand in the order in which the exports write them.
+/// Threads   plain values: no record is shared by the library after it has been returned.
+namespace quillmere {
+
+/// What kind of page a destination is.
+enum class PageType { PRODUCT, MARKETPLACE, ARTICLE, PORTFOLIO, SOCIAL, UNCATEGORIZED };
+
+/// What kind of seller stands behind a page.
+enum class MerchantCategory { MAJOR_MARKETPLACE, RESELLER_SPECIALIST, OFFICIAL_BRAND, UNVERIFIED };
+
+enum class StockStatus { IN_STOCK, OUT_OF_STOCK, PREORDER };
+
+enum class ItemCondition { NEW, USED, REFURBISHED };
+
+/// How well an enriched match serves somebody who wants to buy what the search showed; see relevance.hpp.
+enum class RelevanceGrade { HIGH, MEDIUM, LOW };
+
+/// The text of a member as every export writes it: its name in lower case ("out_of_stock").
+[[nodiscard]] std::string_view value(PageType member) noexcept;
+[[nodiscard]] std::string_view value(MerchantCategory member) noexcept;
+[[nodiscard]] std::string_view value(StockStatus member) noexcept;
+[[nodiscard]] std::string_view value(ItemCondition member) noexcept;
+[[nodiscard]] std::string_view value(RelevanceGrade member) noexcept;
+
+/// One result of the visual search, as the caller has it. Only `link` and `title` are required.
+///
+/// Bytes that are not valid UTF-8 are read as U+FFFD; they never make an enrichment or an export fail.
+struct VisualMatch {
+  std::string link;                      ///< the link as shown; may be a redirect or carry tracking parameters
+  std::string title;                     ///< the result's title
+  std::optional<std::string> source;     ///< site or merchant name that the result shows
+  std::optional<std::string> price;      ///< the price as printed, unparsed ("1.299,99 €")
+  std::optional<std::string> currency;   ///< hint that accompanies the printed price: a code or a symbol
+  std::optional<bool> in_stock;          ///< true in stock, false out of stock, absent unknown
+  std::optional<std::string> thumbnail;  ///< URL of the result's thumbnail image
+
+  friend bool operator==(const VisualMatch&, const VisualMatch&) = default;
+};
+
+/// A price that was read. A price that could not be read is an absent NormalizedPrice.
+struct NormalizedPrice {
+  std::string raw;       ///< the price as text, as the reader that produced it forms it
+  double amount = 0;     ///< finite; major units of `currency`
+  std::string currency;  ///< code such as "USD"; a token without a known code is itself, in capitals
+
+  friend bool operator==(const NormalizedPrice&, const NormalizedPrice&) = default;
+};
+
+/// One visual match after enrichment.
+struct EnrichedCommerceMatch {
+  std::string title;                                    ///< product or page title
+  std::string direct_url;                               ///< destination after unwrapping and cleaning
+  std::string original_url;                             ///< the match's `link` as received
+  std::optional<NormalizedPrice> price;                 ///< absent when neither page nor match printed a readable one
+  std::optional<std::string> merchant_name;             ///< who sells
+  std::optional<MerchantCategory> merchant_category;    ///< absent unless `page_type` is PRODUCT or MARKETPLACE
+  std::optional<std::string> thumbnail;                 ///< the match's thumbnail
+  std::int64_t match_score = 0;                         ///< 50 to 99, by rank
+  PageType page_type = PageType::UNCATEGORIZED;         ///< what kind of page the destination is
+  std::optional<std::string> brand;                     ///< brand name
+  std::optional<std::string> sku;                       ///< the seller's code, else a GTIN or part number
+  std::optional<ItemCondition> condition;               ///< absent when unknown, and on pages that sell nothing
+  std::optional<StockStatus> stock_status;              ///< absent when unknown, and on pages that sell nothing
+  std::optional<std::string> primary_image_url;         ///< main product image, else the thumbnail
+  std::optional<std::string> shipping_info;             ///< always absent today: nothing fills it
+  std::optional<RelevanceGrade> relevance;              ///< absent until CommerceEnricher has graded the match
+
+  friend bool operator==(const EnrichedCommerceMatch&, const EnrichedCommerceMatch&) = default;
+};
+
+/// The market at a glance. The price figures cover the matches priced in `currency` and no others, and are absent
+/// when there are none.
+struct CommerceSummary {
+  std::int64_t total_matches = 0;         ///< visual matches handed in
+  std::string currency = "USD";           ///< the currency of the price figures
+  std::int64_t total_priced_matches = 0;  ///< matches that carry a price, whatever its currency
+  std::optional<double> min_price;
+  std::optional<double> max_price;
+  std::optional<double> average_price;  ///< rounded to two decimals
+  std::optional<double> median_price;   ///< of an even count, the mean of the middle two, rounded to two decimals
+
+  friend bool operator==(const CommerceSummary&, const CommerceSummary&) = default;
+};
+
+/// The result of one run: one record per enriched match, in the order of the input, and their summary.
+struct CommerceIntelligence {
+  CommerceSummary summary;
+  std::vector<EnrichedCommerceMatch> items;
+
+  /// The result as JSON text: field names as keys in record order, members of enumerations as their texts.
+  ///
+  /// `indent` is the number of spaces per level, absent for one line without spaces. With `exclude_none` an absent
+  /// field is left out at every level, else it is written as null. Bytes that are not UTF-8 come out as U+FFFD.
+  /// Throws nothing but std::bad_alloc.
+  [[nodiscard]] std::string model_dump_json(std::optional<int> indent = std::nullopt, bool exclude_none = false) const;
+
+  friend bool operator==(const CommerceIntelligence&, const CommerceIntelligence&) = default;
+};
+
+}  // namespace quillmere
