@@ -34,15 +34,18 @@ class MalformedUrl : public std::invalid_argument {
 /// Query parameters in order of first appearance, each with its values in order; no list of values is empty.
 using QueryParameters = std::vector<std::pair<std::string, std::vector<std::string>>>;
 
-/// Splits `url`. Leading control characters and spaces go, and tabs and line breaks wherever they stand.
-/// Throws MalformedUrl, whose text holds the network location.
+/// Splits `url`. Leading control characters and spaces go, and tabs and line breaks wherever they stand. Parameters
+/// are split off in http and https URLs and in those without a scheme; elsewhere ";" belongs to the path.
+/// Throws MalformedUrl, whose text holds the network location and says what is wrong with it.
 [[nodiscard]] UrlComponents urlparse(std::string_view url);
 
-/// Joins the parts; what `urlparse` gave comes back as it was, but for a "?" or "#" with nothing behind it.
+/// Joins the parts; what `urlparse` gave comes back as it was, but for a "?", "#" or ";" with nothing behind it.
+/// Without a network location "//" still precedes a path that is empty or starts with "/" in http, https, ftp, file,
+/// ws and wss URLs ("file:///x" stays, "http:/x" becomes "http:///x"), and in no other ("mailto:a@b" stays).
 [[nodiscard]] std::string urlunparse(const UrlComponents& components);
 
 /// Reads "a=1&b=2&a=3". "+" is a space; percent escapes are decoded and read as UTF-8 with U+FFFD for what is not;
-/// pieces without "=" or with an empty value are dropped. Linear in `query`.
+/// pieces without "=" or with an empty value are dropped. Time n log n in the parameters, whatever their names.
 [[nodiscard]] QueryParameters parse_qs(std::string_view query);
 
 /// Writes the pairs as "name=value" joined by "&". ASCII letters, digits and "_.-~" stay, a space becomes "+", every
