@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <numeric>
+#include <functional>
+#include <iterator>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -70,7 +71,9 @@ std::string take_behind(std::string_view& rest, char mark, std::size_t from = 0)
 }
 
 [[noreturn]] void refuse(std::string_view netloc, std::string_view reason) {
-  throw MalformedUrl("network location \"" + std::string(netloc) + "\": " + std::string(reason));
+  std::string shown(netloc);
+  std::replace(shown.begin(), shown.end(), '\0', '?');  // a NUL would end the message
+  throw MalformedUrl("network location \"" + shown + "\": " + std::string(reason));
 }
 
 bool is_ipv6_address(std::string_view host) {
@@ -187,6 +190,29 @@ std::vector<Parameter> read_parameters(std::string_view query) {
   return parameters;
 }
 
+/// For each parameter the position of the first one with its name. Found by sorting, not in a hash table: whoever
+/// writes a link could make its names collide. The hash only makes most comparisons short.
+std::vector<std::size_t> find_first_of_name(const std::vector<Parameter>& parameters) {
+  struct Key {
+    std::size_t hash;
+    std::size_t position;
+  };
+  const auto name = [&parameters](const Key& key) -> const std::string& { return parameters[key.position].first; };
+  std::vector<Key> keys(parameters.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) keys[i] = {std::hash<std::string>{}(parameters[i].first), i};
+  std::sort(keys.begin(), keys.end(), [&name](const Key& a, const Key& b) {
+    if (a.hash != b.hash) return a.hash < b.hash;
+    const int order = name(a).compare(name(b));
+    return order != 0 ? order < 0 : a.position < b.position;
+  });
+  std::vector<std::size_t> first(keys.size());
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const bool repeats = i > 0 && keys[i].hash == keys[i - 1].hash && name(keys[i]) == name(keys[i - 1]);
+    first[keys[i].position] = repeats ? first[keys[i - 1].position] : keys[i].position;
+  }
+  return first;
+}
+
 }  // namespace
 
 UrlComponents urlparse(std::string_view url) {
@@ -231,20 +257,7 @@ std::string urlunparse(const UrlComponents& components) {
 
 QueryParameters parse_qs(std::string_view query) {
   std::vector<Parameter> read = read_parameters(query);
-
-  // Repeated names are found by sorting, not by hashing: whoever writes a link could make its names collide.
-  std::vector<std::size_t> by_name(read.size());
-  std::iota(by_name.begin(), by_name.end(), std::size_t{0});
-  std::sort(by_name.begin(), by_name.end(), [&read](std::size_t a, std::size_t b) {
-    const int order = read[a].first.compare(read[b].first);
-    return order != 0 ? order < 0 : a < b;
-  });
-  std::vector<std::size_t> first_of_name(read.size());
-  for (std::size_t i = 0; i < by_name.size(); ++i) {
-    const bool repeats = i > 0 && read[by_name[i]].first == read[by_name[i - 1]].first;
-    first_of_name[by_name[i]] = repeats ? first_of_name[by_name[i - 1]] : by_name[i];
-  }
-
+  const std::vector<std::size_t> first_of_name = find_first_of_name(read);
   QueryParameters parameters;
   std::vector<std::size_t> place(read.size());
   for (std::size_t i = 0; i < read.size(); ++i) {
