@@ -44,7 +44,7 @@ namespace quillmere::text {
 /// Within each maximal run of letters (category L) the first upper-cased and the rest lower-cased.
 [[nodiscard]] std::string to_title(std::string_view text);
 
-/// NFKC normalization.
+/// NFKC normalization. Its time grows with the square of the longest run of combining marks: bound that first.
 [[nodiscard]] std::string nfkc(std::string_view text);
 
 /// ASCII only: whether `text` holds no byte above 0x7F.
