@@ -89,7 +89,7 @@ TEST(CharacterReferences, TakeTimeInProportion) {
       while (text.size() < bytes) text += unit;
       return text;
     };
-    EXPECT_LT(growth_of_time(1U << 17U, repeated, decode_character_references), LINEAR_GROWTH) << unit;
+    EXPECT_LT(growth_of_time(1U << 16U, repeated, decode_character_references), LINEAR_GROWTH) << unit;
   }
 }
 
