@@ -60,22 +60,22 @@ struct NormalizedPrice {
 
 /// One visual match after enrichment.
 struct EnrichedCommerceMatch {
-  std::string title;                                    ///< product or page title
-  std::string direct_url;                               ///< destination after unwrapping and cleaning
-  std::string original_url;                             ///< the match's `link` as received
-  std::optional<NormalizedPrice> price;                 ///< absent when neither page nor match printed a readable one
-  std::optional<std::string> merchant_name;             ///< who sells
-  std::optional<MerchantCategory> merchant_category;    ///< absent unless `page_type` is PRODUCT or MARKETPLACE
-  std::optional<std::string> thumbnail;                 ///< the match's thumbnail
-  std::int64_t match_score = 0;                         ///< 50 to 99, by rank
-  PageType page_type = PageType::UNCATEGORIZED;         ///< what kind of page the destination is
-  std::optional<std::string> brand;                     ///< brand name
-  std::optional<std::string> sku;                       ///< the seller's code, else a GTIN or part number
-  std::optional<ItemCondition> condition;               ///< absent when unknown, and on pages that sell nothing
-  std::optional<StockStatus> stock_status;              ///< absent when unknown, and on pages that sell nothing
-  std::optional<std::string> primary_image_url;         ///< main product image, else the thumbnail
-  std::optional<std::string> shipping_info;             ///< always absent today: nothing fills it
-  std::optional<RelevanceGrade> relevance;              ///< absent until CommerceEnricher has graded the match
+  std::string title;                                  ///< product or page title
+  std::string direct_url;                             ///< destination after unwrapping and cleaning
+  std::string original_url;                           ///< the match's `link` as received
+  std::optional<NormalizedPrice> price;               ///< absent when neither page nor match printed a readable one
+  std::optional<std::string> merchant_name;           ///< who sells
+  std::optional<MerchantCategory> merchant_category;  ///< absent unless `page_type` is PRODUCT or MARKETPLACE
+  std::optional<std::string> thumbnail;               ///< the match's thumbnail
+  std::int64_t match_score = 0;                       ///< 50 to 99, by rank
+  PageType page_type = PageType::UNCATEGORIZED;       ///< what kind of page the destination is
+  std::optional<std::string> brand;                   ///< brand name
+  std::optional<std::string> sku;                     ///< the seller's code, else a GTIN or part number
+  std::optional<ItemCondition> condition;             ///< absent when unknown, and on pages that sell nothing
+  std::optional<StockStatus> stock_status;            ///< absent when unknown, and on pages that sell nothing
+  std::optional<std::string> primary_image_url;       ///< main product image, else the thumbnail
+  std::optional<std::string> shipping_info;           ///< always absent today: nothing fills it
+  std::optional<RelevanceGrade> relevance;            ///< absent until CommerceEnricher has graded the match
 
   friend bool operator==(const EnrichedCommerceMatch&, const EnrichedCommerceMatch&) = default;
 };
@@ -101,12 +101,25 @@ struct CommerceIntelligence {
 
   /// The result as JSON text: field names as keys in record order, members of enumerations as their texts.
   ///
-  /// `indent` is the number of spaces per level, absent for one line without spaces. With `exclude_none` an absent
-  /// field is left out at every level, else it is written as null. Bytes that are not UTF-8 come out as U+FFFD.
-  /// Throws nothing but std::bad_alloc.
+  /// `indent` is the number of spaces per level, absent (or negative) for one line without spaces. With `exclude_none`
+  /// an absent field is left out at every level, else it is written as null. Bytes that are not UTF-8 come out as
+  /// U+FFFD, an amount that is not finite as null. No line break at the end. Throws nothing but std::bad_alloc.
   [[nodiscard]] std::string model_dump_json(std::optional<int> indent = std::nullopt, bool exclude_none = false) const;
 
   friend bool operator==(const CommerceIntelligence&, const CommerceIntelligence&) = default;
 };
+
+/// One part of a result as JSON text, in the form that it has inside the whole: a line of JSON Lines, by default.
+[[nodiscard]] std::string model_dump_json(const EnrichedCommerceMatch& item, std::optional<int> indent = std::nullopt,
+                                          bool exclude_none = false);
+[[nodiscard]] std::string model_dump_json(const CommerceSummary& summary, std::optional<int> indent = std::nullopt,
+                                          bool exclude_none = false);
+[[nodiscard]] std::string model_dump_json(const NormalizedPrice& price, std::optional<int> indent = std::nullopt,
+                                          bool exclude_none = false);
+
+/// A result as one line of JSON with a member "id" put first: `id` is the JSON text of its value and stands as it is.
+/// What comes out is JSON exactly when `id` is.
+[[nodiscard]] std::string model_dump_json_with_id(std::string_view id, const CommerceIntelligence& commerce,
+                                                  bool exclude_none = false);
 
 }  // namespace quillmere

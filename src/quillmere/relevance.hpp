@@ -27,7 +27,9 @@ using RecomputeMarketSummary =
 [[nodiscard]] CommerceSummary recompute_market_summary(const std::vector<EnrichedCommerceMatch>& items,
                                                        const CommerceSummary& base);
 
-/// Puts functions in force for the whole process; an empty one puts the default back.
+/// Puts functions in force for the whole process; an empty one puts the default back. A call that is running keeps the
+/// function it began with, and that function may itself call these. A function must bear being called from several
+/// threads at once.
 ///
 /// Default grade: LOW for ARTICLE, PORTFOLIO and SOCIAL pages; else HIGH from a match score of 80, MEDIUM from 60,
 /// LOW below; an UNCATEGORIZED page is at most MEDIUM.

@@ -1,0 +1,151 @@
+#include "quillmere/models.hpp"
+
+#include "tests/support/row_name.hpp"
+#include <gtest/gtest.h>
+
+namespace quillmere {
+namespace {
+
+EnrichedCommerceMatch full_match() {
+  EnrichedCommerceMatch match;
+  match.title = "Lamp \"Ö\"\n";
+  match.direct_url = "https://shop.example/p";
+  match.original_url = "https://google.com/url?q=https://shop.example/p";
+  match.price = NormalizedPrice{"20 €", 20, "EUR"};
+  match.merchant_name = "Shop";
+  match.merchant_category = MerchantCategory::OFFICIAL_BRAND;
+  match.thumbnail = "t.jpg";
+  match.match_score = 99;
+  match.page_type = PageType::PRODUCT;
+  match.brand = "";
+  match.sku = "S-1";
+  match.condition = ItemCondition::NEW;
+  match.stock_status = StockStatus::IN_STOCK;
+  match.primary_image_url = "p.jpg";
+  match.relevance = RelevanceGrade::HIGH;
+  return match;
+}
+
+TEST(Models, EmptyResultIsValid) {
+  const CommerceIntelligence empty;
+  EXPECT_EQ(empty.model_dump_json(2, true), R"({
+  "summary": {
+    "total_matches": 0,
+    "currency": "USD",
+    "total_priced_matches": 0
+  },
+  "items": []
+})");
+  EXPECT_EQ(empty.model_dump_json(), R"({"summary":{"total_matches":0,"currency":"USD","total_priced_matches":0,)"
+                                     R"("min_price":null,"max_price":null,"average_price":null,"median_price":null},)"
+                                     R"("items":[]})");
+  EXPECT_EQ(empty.model_dump_json(-4), empty.model_dump_json());
+}
+
+TEST(Models, EveryFieldIsWrittenInRecordOrder) {
+  CommerceIntelligence commerce;
+  commerce.summary = {2, "EUR", 1, 20, 20.5, 20.25, 1e16};
+  commerce.items = {full_match()};
+  EXPECT_EQ(commerce.model_dump_json(1, true), R"({
+ "summary": {
+  "total_matches": 2,
+  "currency": "EUR",
+  "total_priced_matches": 1,
+  "min_price": 20.0,
+  "max_price": 20.5,
+  "average_price": 20.25,
+  "median_price": 1e+16
+ },
+ "items": [
+  {
+   "title": "Lamp \"Ö\"\n",
+   "direct_url": "https://shop.example/p",
+   "original_url": "https://google.com/url?q=https://shop.example/p",
+   "price": {
+    "raw": "20 €",
+    "amount": 20.0,
+    "currency": "EUR"
+   },
+   "merchant_name": "Shop",
+   "merchant_category": "official_brand",
+   "thumbnail": "t.jpg",
+   "match_score": 99,
+   "page_type": "product",
+   "brand": "",
+   "sku": "S-1",
+   "condition": "new",
+   "stock_status": "in_stock",
+   "primary_image_url": "p.jpg",
+   "relevance": "high"
+  }
+ ]
+})");
+}
+
+TEST(Models, AbsentFieldsAreNullOrLeftOut) {
+  EnrichedCommerceMatch match;
+  match.title = "a\xFF\x01";
+  match.match_score = -1;
+  EXPECT_FALSE(match.relevance.has_value());
+  EXPECT_EQ(model_dump_json(match, std::nullopt, true),
+            R"({"title":"a)"
+            "\uFFFD"
+            R"(\u0001","direct_url":"","original_url":"","match_score":-1,"page_type":"uncategorized"})");
+  EXPECT_EQ(model_dump_json(match),
+            R"({"title":"a)"
+            "\uFFFD"
+            R"(\u0001","direct_url":"","original_url":"","price":null,"merchant_name":null,)"
+            R"("merchant_category":null,"thumbnail":null,"match_score":-1,"page_type":"uncategorized","brand":null,)"
+            R"("sku":null,"condition":null,"stock_status":null,"primary_image_url":null,"shipping_info":null,)"
+            R"("relevance":null})");
+}
+
+TEST(Models, PartsAreWrittenAsInTheWhole) {
+  CommerceIntelligence commerce;
+  commerce.items = {full_match()};
+  const std::string summary = model_dump_json(commerce.summary);
+  const std::string item = model_dump_json(commerce.items[0]);
+  EXPECT_EQ(commerce.model_dump_json(), R"({"summary":)" + summary + R"(,"items":[)" + item + "]}");
+  EXPECT_NE(item.find(R"("price":)" + model_dump_json(*commerce.items[0].price)), std::string::npos);
+  EXPECT_EQ(model_dump_json_with_id("12345678901234567890123", commerce),
+            R"({"id":12345678901234567890123,"summary":)" + summary + R"(,"items":[)" + item + "]}");
+}
+
+struct MemberCase {
+  const char* name;
+  std::string_view text;
+};
+
+class MemberText : public testing::TestWithParam<MemberCase> {};
+
+// The row's name is the member's name in lower case, which is what every export writes.
+TEST_P(MemberText, IsTheNameInLowerCase) {
+  EXPECT_EQ(GetParam().text, GetParam().name);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, MemberText,
+                         testing::ValuesIn<MemberCase>({
+                             {"product", value(PageType::PRODUCT)},
+                             {"marketplace", value(PageType::MARKETPLACE)},
+                             {"article", value(PageType::ARTICLE)},
+                             {"portfolio", value(PageType::PORTFOLIO)},
+                             {"social", value(PageType::SOCIAL)},
+                             {"uncategorized", value(PageType::UNCATEGORIZED)},
+                             {"major_marketplace", value(MerchantCategory::MAJOR_MARKETPLACE)},
+                             {"reseller_specialist", value(MerchantCategory::RESELLER_SPECIALIST)},
+                             {"official_brand", value(MerchantCategory::OFFICIAL_BRAND)},
+                             {"unverified", value(MerchantCategory::UNVERIFIED)},
+                             {"in_stock", value(StockStatus::IN_STOCK)},
+                             {"out_of_stock", value(StockStatus::OUT_OF_STOCK)},
+                             {"preorder", value(StockStatus::PREORDER)},
+                             {"new", value(ItemCondition::NEW)},
+                             {"used", value(ItemCondition::USED)},
+                             {"refurbished", value(ItemCondition::REFURBISHED)},
+                             {"high", value(RelevanceGrade::HIGH)},
+                             {"medium", value(RelevanceGrade::MEDIUM)},
+                             {"low", value(RelevanceGrade::LOW)},
+                         }),
+                         row_name);
+
+}  // namespace
+}  // namespace quillmere
