@@ -1,0 +1,114 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+/// The questions about bytes that the page verifiers ask.
+namespace quillmere::commerce::page {
+
+inline constexpr std::size_t NOWHERE = std::string_view::npos;
+
+[[nodiscard]] constexpr char fold(char byte) noexcept {
+  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte | 0x20) : byte;
+}
+
+[[nodiscard]] constexpr bool is_quote(char byte) noexcept {
+  return byte == '"' || byte == '\'';
+}
+[[nodiscard]] constexpr bool is_tag_end(char byte) noexcept {
+  return byte == '>';
+}
+
+enum class Case : bool { exact, folded };
+
+/// Whether `text` stands in `page` at `at`; with Case::folded, `text` is lower case and ASCII case does not count.
+[[nodiscard]] constexpr bool stands_at(std::string_view page, std::size_t at, std::string_view text,
+                                       Case letters = Case::folded) noexcept {
+  if (at > page.size() || page.size() - at < text.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char byte = page[at + i];
+    if ((letters == Case::folded ? fold(byte) : byte) != text[i]) return false;
+  }
+  return true;
+}
+
+/// Whether `text` stands in `page` so that it ends right before `end`.
+[[nodiscard]] constexpr bool ends_at(std::string_view page, std::size_t end, std::string_view text,
+                                     Case letters = Case::folded) noexcept {
+  return end >= text.size() && stands_at(page, end - text.size(), text, letters);
+}
+
+[[nodiscard]] inline bool quote_at(std::string_view page, std::size_t at) noexcept {
+  return at < page.size() && is_quote(page[at]);
+}
+
+[[nodiscard]] inline std::size_t find_tag_start(std::string_view page, std::size_t from) noexcept {
+  return page.find('<', from);
+}
+
+[[nodiscard]] inline std::size_t find_tag_end(std::string_view page, std::size_t from) noexcept {
+  return page.find('>', from);
+}
+
+/// First quote, of either kind, at `from` or later.
+[[nodiscard]] inline std::size_t find_quote(std::string_view page, std::size_t from) noexcept {
+  for (std::size_t at = from; at < page.size(); ++at) {
+    if (is_quote(page[at])) return at;
+  }
+  return NOWHERE;
+}
+
+/// First `tag` (lower case, beginning with '<') at `from` or later and wholly before `end`.
+[[nodiscard]] inline std::size_t find_tag(std::string_view page, std::string_view tag, std::size_t from,
+                                          std::size_t end, Case letters = Case::folded) noexcept {
+  const std::string_view stretch = page.substr(0, end);
+  for (std::size_t at = stretch.find('<', from); at != NOWHERE; at = stretch.find('<', at + 1)) {
+    if (stands_at(stretch, at, tag, letters)) return at;
+  }
+  return NOWHERE;
+}
+
+/// What `Find` finds, asked from places that never move backwards: together the questions cost one look at each byte
+/// of the page.
+template <std::size_t (*Find)(std::string_view, std::size_t)>
+class Ahead {
+ public:
+  explicit Ahead(std::string_view page) noexcept : _page(page) {}
+
+  [[nodiscard]] std::size_t from(std::size_t at) noexcept {
+    if (!_asked || (_answer != NOWHERE && _answer < at)) _answer = Find(_page, at);
+    _asked = true;
+    return _answer;
+  }
+
+ private:
+  std::string_view _page;
+  std::size_t _answer = 0;
+  bool _asked = false;
+};
+
+/// Where the last byte that `Is` holds for stands, asked from places that never move backwards, at the cost of Ahead.
+template <bool (*Is)(char)>
+class Behind {
+ public:
+  explicit Behind(std::string_view page) noexcept : _page(page) {}
+
+  /// One past the last such byte before `at`; 0 when there is none.
+  [[nodiscard]] std::size_t after_last_before(std::size_t at) noexcept {
+    for (std::size_t i = at; i > _seen; --i) {
+      if (Is(_page[i - 1])) {
+        _answer = i;
+        break;
+      }
+    }
+    _seen = at;
+    return _answer;
+  }
+
+ private:
+  std::string_view _page;
+  std::size_t _seen = 0;
+  std::size_t _answer = 0;
+};
+
+}  // namespace quillmere::commerce::page
