@@ -1,0 +1,310 @@
+#include "quillmere/text/json.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "quillmere/text/json_scan_internal.hpp"
+
+namespace quillmere::text {
+namespace {
+
+using json_internal::Entry;
+using json_internal::Scanning;
+
+constexpr unsigned MAX_DEPTH = 1024;
+constexpr std::size_t MAX_TEXT = std::numeric_limits<std::uint32_t>::max();
+// A tape that has grown past this (24 MiB) is given back when a smaller text comes.
+constexpr std::size_t MAX_KEPT_ENTRIES = std::size_t{1} << 20;
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool is_hexadecimal(char c) {
+  return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+/// Where the entries go; grows by doubling.
+struct Tape {
+  std::unique_ptr<Entry[]>& entries;
+  std::size_t& capacity;
+};
+
+// Out of line, and on a tape of its own, so that the reader's own state can stay in registers.
+[[gnu::noinline]] Entry* grow(Tape tape, std::size_t used, std::size_t least) {
+  const std::size_t capacity = std::max(2 * tape.capacity, least);
+  auto entries = std::make_unique_for_overwrite<Entry[]>(capacity);
+  if (used != 0) std::memcpy(entries.get(), tape.entries.get(), used * sizeof(Entry));
+  tape.entries = std::move(entries);
+  tape.capacity = capacity;
+  return tape.entries.get();
+}
+
+/// One pass over one text. An open container's `span` holds its parent's index until it is closed, so there is no
+/// stack. Every step leaves `_p` behind what it took, or where the fault is.
+template <class Scan>
+class TapeReader {
+ public:
+  TapeReader(std::string_view text, Tape tape) noexcept
+      : _begin(text.data()), _p(text.data()), _end(text.data() + text.size()), _tape(tape) {}
+
+  /// Writes the tape; null, or the message of the fault at `fault_offset`.
+  [[nodiscard]] const char* read() {
+    if (_tape.capacity == 0) grow(_tape, 0, 32 + static_cast<std::size_t>(_end - _begin) / 32);
+    _skip_whitespace();
+    for (;;) {
+      if (_used == _tape.capacity) grow(_tape, _used, 0);
+      if (_in_object && !_read_key()) return _message;
+      const auto step = _read_value();
+      if (step == Step::failed) return _message;
+      if (step == Step::value_ended && !_advance()) return _message;
+    }
+  }
+
+  [[nodiscard]] std::size_t fault_offset() const noexcept { return static_cast<std::size_t>(_p - _begin); }
+
+ private:
+  enum class Step : std::uint8_t { failed, value_ended, container_opened };
+
+  [[nodiscard]] bool _at(char c) const noexcept { return _p != _end && *_p == c; }
+  [[nodiscard]] std::uint32_t _offset() const noexcept { return static_cast<std::uint32_t>(_p - _begin); }
+  bool _fail(const char* message) noexcept {
+    _message = message;
+    return false;
+  }
+
+  void _skip_whitespace() noexcept {
+    if (_p == _end || static_cast<unsigned char>(*_p) > ' ') return;
+    if (*_p == ' ' && _end - _p > 1 && static_cast<unsigned char>(_p[1]) > ' ') {
+      ++_p;
+      return;
+    }
+    _p = Scan::skip_whitespace_run(_p, _end);
+  }
+
+  /// From a quotation mark to behind the closing one.
+  [[nodiscard]] bool _read_string(bool& has_escapes) noexcept {
+    const char* const opening = _p;
+    ++_p;
+    for (;;) {
+      _p = Scan::find_quote_or_escape(_p, _end);
+      if (_p == _end) {
+        _p = opening;
+        return _fail("string without a closing quote");
+      }
+      if (*_p == '"') {
+        ++_p;
+        return true;
+      }
+      has_escapes = true;
+      if (!_read_escape()) return _fail("unknown escape in a string");
+    }
+  }
+
+  [[nodiscard]] bool _read_escape() noexcept {
+    if (_end - _p < 2) return false;
+    switch (_p[1]) {
+      case '"':
+      case '\\':
+      case '/':
+      case 'b':
+      case 'f':
+      case 'n':
+      case 'r':
+      case 't':
+        _p += 2;
+        return true;
+      case 'u':
+        if (_end - _p < 6 || !std::all_of(_p + 2, _p + 6, is_hexadecimal)) return false;
+        _p += 6;
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  [[nodiscard]] bool _read_digits() noexcept {
+    if (_p == _end || !is_digit(*_p)) return _fail("expected a digit");
+    do ++_p;
+    while (_p != _end && is_digit(*_p));
+    return true;
+  }
+
+  [[nodiscard]] bool _read_number() noexcept {
+    if (*_p == '-') ++_p;
+    if (_at('0')) {
+      ++_p;
+      if (_p != _end && is_digit(*_p)) return _fail("number with a leading zero");
+    } else if (!_read_digits()) {
+      return false;
+    }
+    if (_at('.')) {
+      ++_p;
+      if (!_read_digits()) return false;
+    }
+    if (_at('e') || _at('E')) {
+      ++_p;
+      if (_at('+') || _at('-')) ++_p;
+      if (!_read_digits()) return false;
+    }
+    return true;
+  }
+
+  [[nodiscard]] bool _read_literal(std::string_view literal) noexcept {
+    if (!std::string_view(_p, static_cast<std::size_t>(_end - _p)).starts_with(literal)) {
+      return _fail("expected a value");
+    }
+    _p += literal.size();
+    return true;
+  }
+
+  /// A key and its colon, into the entry that the value will complete.
+  [[nodiscard]] bool _read_key() noexcept {
+    if (!_at('"')) return _fail("expected a key in double quotes");
+    _key_begin = _offset() + 1;
+    bool has_escapes = false;
+    if (!_read_string(has_escapes)) return false;
+    _key_end = _offset() - 1;
+    _key_flags = has_escapes ? json_internal::KEY_HAS_ESCAPES : std::uint8_t{0};
+    _skip_whitespace();
+    if (!_at(':')) return _fail("expected ':' after a key");
+    ++_p;
+    _skip_whitespace();
+    return true;
+  }
+
+  [[nodiscard]] Step _end_scalar(bool well_formed, std::uint32_t begin, JsonKind kind, bool has_escapes = false) {
+    if (!well_formed) return Step::failed;
+    const auto flags = static_cast<std::uint8_t>(_key_flags | (has_escapes ? json_internal::VALUE_HAS_ESCAPES : 0));
+    _tape.entries[_used++] = {_key_begin, _key_end, begin, _offset(), 1, kind, flags};
+    return Step::value_ended;
+  }
+
+  [[nodiscard]] Step _read_value() noexcept {
+    if (_p == _end) return _fail("expected a value"), Step::failed;
+    const std::uint32_t begin = _offset();
+    switch (*_p) {
+      case '"': {
+        bool has_escapes = false;
+        const bool well_formed = _read_string(has_escapes);
+        return _end_scalar(well_formed, begin, JsonKind::string, has_escapes);
+      }
+      case '{':
+        return _open(JsonKind::object);
+      case '[':
+        return _open(JsonKind::array);
+      case 't':
+        return _end_scalar(_read_literal("true"), begin, JsonKind::boolean);
+      case 'f':
+        return _end_scalar(_read_literal("false"), begin, JsonKind::boolean);
+      case 'n':
+        return _end_scalar(_read_literal("null"), begin, JsonKind::null);
+      case '-':
+      case '0':
+      case '1':
+      case '2':
+      case '3':
+      case '4':
+      case '5':
+      case '6':
+      case '7':
+      case '8':
+      case '9':
+        return _end_scalar(_read_number(), begin, JsonKind::number);
+      case '\xEF':
+        return _fail(begin == 0 ? "expected a value, got a byte-order mark" : "expected a value"), Step::failed;
+      default:
+        return _fail("expected a value"), Step::failed;
+    }
+  }
+
+  [[nodiscard]] Step _open(JsonKind kind) noexcept {
+    if (_depth == MAX_DEPTH) return _fail("nested deeper than 1024 levels"), Step::failed;
+    ++_depth;
+    _tape.entries[_used] = {_key_begin, _key_end, _offset(), 0, _open_index, kind, _key_flags};
+    _open_index = static_cast<std::uint32_t>(_used++);
+    ++_p;
+    _in_object = kind == JsonKind::object;
+    _key_begin = _key_end = _key_flags = 0;
+    _skip_whitespace();
+    if (!_at(_in_object ? '}' : ']')) return Step::container_opened;
+    _close();
+    return Step::value_ended;
+  }
+
+  void _close() noexcept {
+    ++_p;
+    Entry& closed = _tape.entries[_open_index];
+    const std::uint32_t parent = closed.span;
+    closed.span = static_cast<std::uint32_t>(_used) - _open_index;
+    closed.end = _offset();
+    _open_index = parent;
+    --_depth;
+    _in_object = _depth != 0 && _tape.entries[parent].kind == JsonKind::object;
+    _key_begin = _key_end = _key_flags = 0;
+  }
+
+  /// From behind a value to the next key or element, closing the containers that end on the way; false at the end of
+  /// the document, with `_message` unset, and at a fault.
+  [[nodiscard]] bool _advance() noexcept {
+    for (;;) {
+      _skip_whitespace();
+      if (_depth == 0) return _p == _end ? false : _fail("expected nothing after the document");
+      if (_at(',')) {
+        ++_p;
+        _skip_whitespace();
+        return true;
+      }
+      if (!_at(_in_object ? '}' : ']')) {
+        return _fail(_in_object ? "expected ',' or '}' after a member" : "expected ',' or ']' after an element");
+      }
+      _close();
+    }
+  }
+
+  const char* const _begin;
+  const char* _p;
+  const char* const _end;
+  Tape _tape;
+  const char* _message = nullptr;
+  std::size_t _used = 0;
+  unsigned _depth = 0;
+  bool _in_object = false;
+  std::uint32_t _open_index = 0;
+  std::uint32_t _key_begin = 0;
+  std::uint32_t _key_end = 0;
+  std::uint8_t _key_flags = 0;
+};
+
+template <class Scan>
+JsonError read_tape(std::string_view text, Tape tape) {
+  TapeReader<Scan> reader(text, tape);
+  const char* const message = reader.read();
+  if (message == nullptr) return {};
+  return {reader.fault_offset(), message};
+}
+
+}  // namespace
+
+bool json_internal::read(JsonDocument& document, std::string_view text, Scanning scanning) {
+  document._text = text;
+  if (text.size() > MAX_TEXT) {
+    document._error = {MAX_TEXT, "text of 4 GiB or more"};
+    return false;
+  }
+  if (document._capacity > MAX_KEPT_ENTRIES && text.size() < document._capacity) {
+    document._tape.reset();
+    document._capacity = 0;
+  }
+  const Tape tape{document._tape, document._capacity};
+  document._error =
+      scanning == Scanning::fastest ? read_tape<FastestScan>(text, tape) : read_tape<PortableScan>(text, tape);
+  return document._error.message.empty();
+}
+
+std::optional<JsonValue> JsonDocument::read(std::string_view text) {
+  if (!json_internal::read(*this, text, Scanning::fastest)) return std::nullopt;
+  return root();
+}
+
+}  // namespace quillmere::text
