@@ -117,7 +117,7 @@ void LiteralIndex::clear() noexcept {
 // Compares the literals of `buckets` around a fingerprint.
 void LiteralIndex::_judge(std::size_t fingerprint_at, std::uint8_t buckets) {
   for (const LiteralRow& row : LITERALS) {
-    if ((buckets >> row.bucket & 1U) == 0 || fingerprint_at < row.fingerprint) continue;
+    if ((unsigned{buckets} >> row.bucket & 1U) == 0 || fingerprint_at < row.fingerprint) continue;
     const std::size_t at = fingerprint_at - row.fingerprint;
     if (stands_at(_page, at, row.text, row.letters)) _positions[static_cast<std::size_t>(row.literal)].push_back(at);
   }
