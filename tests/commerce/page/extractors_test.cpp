@@ -1,10 +1,14 @@
 // The machine-readable pieces of a page: products, page state, meta tags, title.
 
+#include <map>
 #include <string>
 
+#include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
 
 #include "quillmere/commerce/destination_metadata_parser.hpp"
+#include "quillmere/commerce/page/page_reader.hpp"
+#include "quillmere/text/unicode.hpp"
 
 namespace quillmere::commerce {
 namespace {
@@ -65,6 +69,14 @@ INSTANTIATE_TEST_SUITE_P(
          " P A B"},
         {"graph_object_is_a_member",
          ld(R"({"a":{"@type":"Product","name":"A"},"@graph":{"@type":"Product","name":"B"}})"), " A B"},
+        {"graph_in_a_graph",
+         ld(R"({"@graph":[{"x":{"@type":"Product","name":"B"},"@graph":[{"@type":"Product","name":"A"}]}]})"), " A B"},
+        {"escaped_letters",
+         ld(R"([{"@type":"\u0050roduct","name":"A"}])") + ld(R"({"\u0040type":"Product","name":"B"})"), " A B"},
+        {"objects_of_many_blocks_live_together",
+         ld(R"({"@type":"Product","name":"A"})") + ld(R"(["Product"])") + ld(R"({"@type":"Product","name":"B"})") +
+             ld(R"({"@type":"Product","name":"C"})"),
+         " A B C"},
         {"repeated_key_counts_once",
          ld(R"({"a":{"@type":"Product","name":"A"},"b":{"@type":"Product","name":"B"},"a":{"@type":"Product","name":"C"}})"),
          " C B"},
@@ -127,14 +139,51 @@ INSTANTIATE_TEST_SUITE_P(Titles, HtmlTitle,
                          }),
                          name_of);
 
-TEST(MetaTags, LastContentOfALowerCasedKey) {
-  using Map = std::map<std::string, std::string>;
-  EXPECT_EQ(DestinationMetadataParser::_extract_meta_tags(
-                R"(<meta property="og:title" content="One"><META content=' Two ' name=' OG:Title '>
-                   <meta name="empty" content=""><meta name=" " content="x"><meta charset="utf-8">
-                   <meta data-name="a" property="b" content="first of a tag"><meta name="É" content="1">)"),
-            (Map{{"og:title", "Two"}, {"a", "first of a tag"}, {"é", "1"}}));
+struct MetaCase {
+  const char* name;
+  const char* html;
+  std::map<std::string, std::string> expected;
+
+  friend std::ostream& operator<<(std::ostream& out, const MetaCase& row) { return out << row.html; }
+};
+
+class MetaMap : public testing::TestWithParam<MetaCase> {};
+
+TEST_P(MetaMap, HoldsLastContentsByLowerCasedKeys) {
+  EXPECT_EQ(DestinationMetadataParser::_extract_meta_tags(GetParam().html), GetParam().expected);
+  page::PageReader reader;
+  reader.open(GetParam().html);
+  for (const auto& [key, content] : GetParam().expected) {
+    EXPECT_EQ(text::is_ascii(key) ? reader.meta_tags().find(key) : content, content) << key;
+  }
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Tags, MetaMap,
+    testing::ValuesIn<MetaCase>({
+        {"none", "<p><meta charset=\"utf-8\">", {}},
+        {"later_tag_replaces",
+         "<meta property=\"og:title\" content=\"A\"><META name='OG:Title' CONTENT='B'>",
+         {{"og:title", "B"}}},
+        {"empty_content_is_ignored", "<meta name=\"a\" content=\"A\"><meta name='a' content=''>", {{"a", "A"}}},
+        {"blank_key_and_content", "<meta name=' ' content='A'><meta name='b' content='\u00A0'>", {}},
+        {"unquoted_is_no_attribute", "<meta name=a content=\"A\">", {}},
+        {"stripped_and_not_decoded", "<meta content=' A&amp;B ' name='\u2003K\n'>", {{"k", "A&amp;B"}}},
+        {"first_attribute_gives_the_key", "<meta name=\"a\" property=\"b\" content=\"A\">", {{"a", "A"}}},
+        {"names_that_end_in_name", "<meta data-name=\"a\" property='b' content='A'>", {{"a", "A"}}},
+        {"contents_that_end_in_content", "<meta name=\"a\" data-content='A' content='B'>", {{"a", "A"}}},
+        {"empty_key_is_passed_over", "<meta name=\"\" property=\"b\" content=\"A\">", {{"b", "A"}}},
+        {"quotes_of_two_kinds", "<meta name=\"a' content='A\">", {{"a", "A"}}},
+        {"no_whitespace_behind_meta", "<metaname=\"a\" content=\"A\"><meta/ name=\"a\" content=\"A\">", {}},
+        {"unicode_whitespace_behind_meta", "<meta\u00A0name=\"a\" content=\"A\">", {{"a", "A"}}},
+        {"tag_end_inside_a_content", "<meta name=\"a\" content=\"A>B\"><meta name=\"c\" content=\"C\">", {{"c", "C"}}},
+        {"meta_inside_a_tag", "<meta x <meta name=\"a\" content=\"A\">", {{"a", "A"}}},
+        {"unclosed", "<meta name=\"a\" content=\"A\"", {}},
+        {"unicode_lower_case",
+         "<meta name=\"\u00C9T\u212A\" content=\"A\"><meta name=\"ma\u212Ae\" content=\"B\">",
+         {{"\u00E9tk", "A"}, {"make", "B"}}},
+    }),
+    row_name);
 
 }  // namespace
 }  // namespace quillmere::commerce

@@ -155,13 +155,14 @@ bool has_class(const LiteralIndex& index, Literal literal, std::string_view word
   return false;
 }
 
-// `stem` is the indexed text: all of the word but its "k".
-bool mentions_term(const LiteralIndex& index, Literal literal, std::string_view stem) {
+// `word` is the indexed text and its "k".
+bool mentions_term(const LiteralIndex& index, Literal literal, std::string_view word) {
+  constexpr std::size_t KELVIN_SIGN = 3;
   const std::string_view page = index.page();
   for (const std::size_t anchor : index.positions(literal)) {
-    const std::size_t last = anchor + stem.size();
-    if (!stands_at(page, last, "k") && !stands_at(page, last, "\xE2\x84\xAA", Case::exact)) continue;
-    if (ends_at(page, anchor, "schema.org/")) return true;
+    if (!ends_at(page, anchor, "schema.org/")) continue;
+    if (stands_at(page, anchor, word) || lower_case_is(page.substr(anchor, word.size() - 1 + KELVIN_SIGN), word))
+      return true;
   }
   return false;
 }
@@ -251,11 +252,11 @@ bool has_out_of_stock_class(const LiteralIndex& index) {
 }
 
 bool mentions_in_stock(const LiteralIndex& index) {
-  return mentions_term(index, Literal::in_stock, "instoc");
+  return mentions_term(index, Literal::in_stock, "instock");
 }
 
 bool mentions_out_of_stock(const LiteralIndex& index) {
-  return mentions_term(index, Literal::out_of_stock, "outofstoc");
+  return mentions_term(index, Literal::out_of_stock, "outofstock");
 }
 
 }  // namespace quillmere::commerce::page

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "quillmere/commerce/page/scan.hpp"
 #include "quillmere/text/json_script.hpp"
 #include "quillmere/text/unicode.hpp"
 
@@ -77,17 +78,16 @@ std::optional<JsonValue> search_dict(JsonValue value) {
   return std::nullopt;
 }
 
-bool equals_in_lower_case(std::string_view written, std::string_view lowered) {
-  if (!text::is_ascii(written)) return text::to_lower(written) == lowered;
-  return std::equal(written.begin(), written.end(), lowered.begin(), lowered.end(),
-                    [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + ('a' - 'A') : a) == b; });
+/// Whether a block can hold a product: only one that spells its type, or escapes letters of it ("\u0050roduct").
+bool may_hold_product(std::string_view block) {
+  return block.find("Product") != std::string_view::npos || block.find("\\u00") != std::string_view::npos;
 }
 
 }  // namespace
 
 std::optional<std::string_view> MetaTagList::find(std::string_view key) const {
   const auto tag = std::find_if(_tags.rbegin(), _tags.rend(),
-                                [&](const MetaTag& candidate) { return equals_in_lower_case(candidate.key, key); });
+                                [&](const MetaTag& candidate) { return lower_case_is(candidate.key, key); });
   return tag == _tags.rend() ? std::nullopt : std::optional(tag->value);
 }
 
@@ -158,9 +158,8 @@ const std::vector<JsonValue>& PageReader::ld_json_products() {
   std::size_t used = 0;
   ScriptBodies bodies(_index, LD_JSON);
   while (const std::optional<std::string_view> body = bodies.next()) {
-    const std::string_view json = text::unwrap_json_script(text::strip(*body));
-    if (json.empty()) continue;
-    const std::optional<JsonValue> value = _document(used).read(json);
+    if (!may_hold_product(*body)) continue;
+    const std::optional<JsonValue> value = _document(used).read(text::unwrap_json_script(text::strip(*body)));
     if (!value) continue;
     const std::size_t known = _products.size();
     collect_products(*value, _products);

@@ -17,7 +17,7 @@ namespace quillmere::commerce::page {
 /// Keys and contents of a page's meta tags, as slices of the page.
 class MetaTagList {
  public:
-  /// The content of the last tag whose key is `key`, a lower-case text; absent when there is none. Never empty.
+  /// The content of the last tag whose key is `key`, a lower-case ASCII text; absent when there is none. Never empty.
   [[nodiscard]] std::optional<std::string_view> find(std::string_view key) const;
 
   /// All of them, keys in lower case, of a repeated key the last content.

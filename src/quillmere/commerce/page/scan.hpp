@@ -38,6 +38,23 @@ enum class Case : bool { exact, folded };
   return end >= text.size() && stands_at(page, end - text.size(), text, letters);
 }
 
+/// Whether the Unicode lower case of `text` is `lower`, an ASCII text. Beyond ASCII this can only be so for U+212A
+/// KELVIN SIGN, whose lower case is "k": no other character's lower case is all ASCII.
+[[nodiscard]] constexpr bool lower_case_is(std::string_view text, std::string_view lower) noexcept {
+  constexpr std::string_view KELVIN_SIGN = "\xE2\x84\xAA";
+  std::size_t at = 0;
+  for (const char letter : lower) {
+    if (at < text.size() && fold(text[at]) == letter) {
+      ++at;
+    } else if (letter == 'k' && stands_at(text, at, KELVIN_SIGN, Case::exact)) {
+      at += KELVIN_SIGN.size();
+    } else {
+      return false;
+    }
+  }
+  return at == text.size();
+}
+
 [[nodiscard]] inline bool quote_at(std::string_view page, std::size_t at) noexcept {
   return at < page.size() && is_quote(page[at]);
 }
