@@ -1,0 +1,278 @@
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <new>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+#include <sys/epoll.h>
+#include <sys/timerfd.h>
+
+#include "quillmere/http/executor_internal.hpp"
+#include "quillmere/http/transfer_loop_internal.hpp"
+
+namespace quillmere::http::internal {
+namespace {
+
+constexpr int MAX_EVENTS = 64;
+constexpr std::size_t MAX_IDLE_HANDLES = 64;
+// Idle connections kept for later requests, over all hosts.
+constexpr long MAX_IDLE_CONNECTIONS = 64;
+// Timeouts that are due are served in a row, but not for ever.
+constexpr int MAX_TIMEOUT_ROUNDS = 16;
+
+int checked(int descriptor) {
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "quillmere: cannot wait for sockets");
+  return descriptor;
+}
+
+int curl_events(std::uint32_t events) {
+  int bits = 0;
+  if (events & EPOLLIN) bits |= CURL_CSELECT_IN;
+  if (events & EPOLLOUT) bits |= CURL_CSELECT_OUT;
+  if (events & (EPOLLERR | EPOLLHUP)) bits |= CURL_CSELECT_ERR;
+  return bits;
+}
+
+}  // namespace
+
+void Descriptor::close() noexcept {
+  if (_descriptor >= 0) ::close(std::exchange(_descriptor, -1));
+}
+
+TransferLoop::TransferLoop(const boost::asio::any_io_executor& executor, bool allow_private_networks)
+    : _executor(executor),
+      _allow_private_networks(allow_private_networks),
+      _events(executor, checked(::epoll_create1(EPOLL_CLOEXEC))),
+      _alarm(checked(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))),
+      _multi(curl_multi_init()) {
+  if (!_multi) throw std::bad_alloc();
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.fd = _alarm.get();
+  checked(::epoll_ctl(_events.native_handle(), EPOLL_CTL_ADD, _alarm.get(), &event));
+  _idle.reserve(MAX_IDLE_HANDLES);
+  curl_multi_setopt(_multi.get(), CURLMOPT_SOCKETFUNCTION, &TransferLoop::on_socket);
+  curl_multi_setopt(_multi.get(), CURLMOPT_SOCKETDATA, this);
+  curl_multi_setopt(_multi.get(), CURLMOPT_TIMERFUNCTION, &TransferLoop::on_timer);
+  curl_multi_setopt(_multi.get(), CURLMOPT_TIMERDATA, this);
+  curl_multi_setopt(_multi.get(), CURLMOPT_MAXCONNECTS, MAX_IDLE_CONNECTIONS);
+}
+
+TransferLoop::~TransferLoop() {
+  shut_down();
+}
+
+void TransferLoop::start(const std::shared_ptr<Transfer>& transfer) {
+  Finished finished;
+  {
+    const std::lock_guard lock(_mutex);
+    if (_is_down) return;
+    if (!begin(transfer)) finished.push_back(transfer);
+    // Connecting, or sending on a connection that is there, need not wait for the next turn of the loop.
+    drive_timeouts();
+    collect(finished);
+    rest();
+  }
+  for (const auto& each : finished) each->deliver(false);
+}
+
+void TransferLoop::stop(const std::shared_ptr<Transfer>& transfer, FetchReason reason) {
+  {
+    const std::lock_guard lock(_mutex);
+    if (!transfer->active) return;
+    transfer->conclude(CURLE_OK, reason);
+    detach(*transfer);
+    if (_active.empty()) _events.cancel();
+  }
+  transfer->deliver(false);
+}
+
+void TransferLoop::shut_down() {
+  std::vector<std::shared_ptr<Transfer>> dropped;
+  {
+    const std::lock_guard lock(_mutex);
+    if (std::exchange(_is_down, true)) return;
+    dropped.swap(_active);
+    for (const auto& transfer : dropped) {
+      curl_multi_remove_handle(_multi.get(), transfer->easy.get());
+      transfer->easy.reset();
+      transfer->active = false;
+    }
+    _idle.clear();
+    _multi.reset();
+    boost::system::error_code ignored;
+    _events.close(ignored);
+    _alarm.close();
+  }
+  // Destroying a handler destroys the coroutine that waits, and so runs a caller's destructors.
+  for (const auto& transfer : dropped) transfer->handler = nullptr;
+}
+
+void TransferLoop::on_ready() {
+  Finished finished;
+  {
+    const std::lock_guard lock(_mutex);
+    _is_waiting = false;
+    if (_is_down) return;
+    drive_sockets();
+    drive_timeouts();
+    collect(finished);
+    rest();
+  }
+  for (const auto& each : finished) each->deliver(true);
+}
+
+bool TransferLoop::begin(const std::shared_ptr<Transfer>& transfer) {
+  if (transfer->total_time.count() == 0) {
+    transfer->conclude(CURLE_OK, FetchReason::TIMED_OUT);
+    return false;
+  }
+  if (!transfer->prepare(take_easy())) {
+    transfer->conclude(CURLE_OK, FetchReason::BAD_URL);
+    return false;
+  }
+  _active.reserve(_active.size() + 1);
+  if (curl_multi_add_handle(_multi.get(), transfer->easy.get()) != CURLM_OK) {
+    transfer->conclude(CURLE_OUT_OF_MEMORY);
+    return false;
+  }
+  transfer->index = _active.size();
+  transfer->active = true;
+  _active.push_back(transfer);
+  transfer->limit.expires_after(transfer->total_time);
+  transfer->limit.async_wait([this, waiting = std::weak_ptr(transfer)](const boost::system::error_code& error) {
+    if (error) return;
+    if (const auto late = waiting.lock()) stop(late, FetchReason::TIMED_OUT);
+  });
+  return true;
+}
+
+void TransferLoop::drive_sockets() {
+  std::array<epoll_event, MAX_EVENTS> events{};
+  const int count = ::epoll_wait(_events.native_handle(), events.data(), MAX_EVENTS, 0);
+  for (int i = 0; i < count; ++i) {
+    const epoll_event& event = events[static_cast<std::size_t>(i)];
+    if (event.data.fd == _alarm.get()) {
+      std::uint64_t expirations = 0;
+      if (::read(_alarm.get(), &expirations, sizeof expirations) > 0) _alarm_time.reset();
+      continue;
+    }
+    int running = 0;
+    curl_multi_socket_action(_multi.get(), event.data.fd, curl_events(event.events), &running);
+  }
+}
+
+void TransferLoop::drive_timeouts() {
+  for (int round = 0; round < MAX_TIMEOUT_ROUNDS && _deadline && *_deadline <= Clock::now(); ++round) {
+    _deadline.reset();
+    int running = 0;
+    curl_multi_socket_action(_multi.get(), CURL_SOCKET_TIMEOUT, 0, &running);
+  }
+}
+
+void TransferLoop::collect(Finished& finished) {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(_multi.get(), &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    void* user = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &user);
+    Transfer& transfer = *static_cast<Transfer*>(user);
+    finished.push_back(_active[transfer.index]);
+    transfer.conclude(message->data.result);
+    detach(transfer);
+  }
+}
+
+void TransferLoop::detach(Transfer& transfer) {
+  curl_multi_remove_handle(_multi.get(), transfer.easy.get());
+  // Every option that `prepare` sets it sets for each request, but for the authorities.
+  if (transfer.ca_file.empty() && _idle.size() < MAX_IDLE_HANDLES) {
+    _idle.push_back(std::move(transfer.easy));
+  } else {
+    transfer.easy.reset();
+  }
+  transfer.limit.cancel();
+  transfer.active = false;
+  const std::size_t place = transfer.index;  // `transfer` may be gone when its place is taken
+  if (place + 1 != _active.size()) {
+    _active[place] = std::move(_active.back());
+    _active[place]->index = place;
+  }
+  _active.pop_back();
+}
+
+void TransferLoop::rest() {
+  set_alarm();
+  if (_active.empty() || _is_waiting) return;
+  _is_waiting = true;
+  _events.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                     [this](const boost::system::error_code&) { on_ready(); });
+}
+
+void TransferLoop::set_alarm() {
+  // An alarm that comes too early costs one idle turn, less than a system call for each of libcurl's changes of mind.
+  if (!_deadline || (_alarm_time && *_alarm_time <= *_deadline)) return;
+  const auto wait = std::max<std::chrono::nanoseconds>(*_deadline - Clock::now(), std::chrono::nanoseconds(1));
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(wait);
+  itimerspec alarm{};
+  alarm.it_value.tv_sec = seconds.count();
+  alarm.it_value.tv_nsec = (wait - seconds).count();
+  if (::timerfd_settime(_alarm.get(), 0, &alarm, nullptr) == 0) _alarm_time = _deadline;
+}
+
+Easy TransferLoop::take_easy() {
+  if (_idle.empty()) return make_easy(_allow_private_networks);
+  Easy easy = std::move(_idle.back());
+  _idle.pop_back();
+  return easy;
+}
+
+int TransferLoop::on_socket(CURL*, curl_socket_t socket, int what, void* user, void* known) noexcept {
+  TransferLoop& loop = *static_cast<TransferLoop*>(user);
+  const int set = loop._events.native_handle();
+  if (what == CURL_POLL_REMOVE) {
+    ::epoll_ctl(set, EPOLL_CTL_DEL, socket, nullptr);
+    return 0;
+  }
+  epoll_event event{};
+  if (what & CURL_POLL_IN) event.events |= EPOLLIN;
+  if (what & CURL_POLL_OUT) event.events |= EPOLLOUT;
+  event.data.fd = socket;
+  const int change = ::epoll_ctl(set, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
+  if (change != 0 && errno == EEXIST) ::epoll_ctl(set, EPOLL_CTL_MOD, socket, &event);
+  if (change != 0 && errno == ENOENT) ::epoll_ctl(set, EPOLL_CTL_ADD, socket, &event);
+  if (!known) curl_multi_assign(loop._multi.get(), socket, &loop);
+  return 0;
+}
+
+int TransferLoop::on_timer(CURLM*, long milliseconds, void* user) noexcept {
+  TransferLoop& loop = *static_cast<TransferLoop*>(user);
+  if (milliseconds < 0) {
+    loop._deadline.reset();
+  } else {
+    loop._deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  }
+  return 0;
+}
+
+TransferService::TransferService(boost::asio::execution_context& context) : service(context) {}
+
+TransferService::~TransferService() = default;
+
+std::shared_ptr<TransferLoop> TransferService::loop(const boost::asio::any_io_executor& executor,
+                                                    bool allow_private_networks) {
+  const std::lock_guard lock(_mutex);
+  std::shared_ptr<TransferLoop>& loop = _loops[allow_private_networks ? 1 : 0];
+  if (!loop) loop = std::make_shared<TransferLoop>(without_strand(executor), allow_private_networks);
+  return loop;
+}
+
+void TransferService::shutdown() {
+  for (const auto& loop : _loops) {
+    if (loop) loop->shut_down();
+  }
+}
+
+}  // namespace quillmere::http::internal
