@@ -39,6 +39,8 @@ class Pattern {
     if (!_code) throw std::bad_alloc();
     pcre2_jit_compile(_code.get(), PCRE2_JIT_COMPLETE);
     _data.reset(pcre2_match_data_create_from_pattern(_code.get(), nullptr));
+    _limits.reset(pcre2_match_context_create(nullptr));
+    pcre2_set_match_limit(_limits.get(), 1'000'000);
   }
 
   [[nodiscard]] std::optional<Match> first(std::string_view page, std::size_t from = 0) {
@@ -68,9 +70,11 @@ class Pattern {
   struct Free {
     void operator()(pcre2_code* code) const { pcre2_code_free(code); }
     void operator()(pcre2_match_data* data) const { pcre2_match_data_free(data); }
+    void operator()(pcre2_match_context* limits) const { pcre2_match_context_free(limits); }
   };
   std::unique_ptr<pcre2_code, Free> _code;
   std::unique_ptr<pcre2_match_data, Free> _data;
+  std::unique_ptr<pcre2_match_context, Free> _limits;
 };
 
 /// All that is searched for in pages.

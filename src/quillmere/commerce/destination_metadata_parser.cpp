@@ -44,8 +44,8 @@ PageType type_of_domain(const WorkingValues& values) {
 WorkingValues seed(std::string_view direct_url, std::string_view initial_title, std::string_view initial_merchant,
                    const std::optional<NormalizedPrice>& initial_price, std::optional<bool> initial_stock) {
   WorkingValues values;
-  values.direct_url = direct_url;
-  values.parsed = text::urlparse(direct_url);
+  values.direct_url = text::to_valid_utf8(std::string(direct_url));
+  values.parsed = text::urlparse(values.direct_url);
   values.domain = page_domain(values.parsed.netloc);
   values.is_social = page::contains_any(values.domain, page::SOCIAL_DOMAINS);
   values.page_type = type_of_domain(values);
@@ -55,7 +55,7 @@ WorkingValues seed(std::string_view direct_url, std::string_view initial_title, 
   if (values.merchant.empty()) values.merchant = values.domain;
   if (initial_price) {
     values.price_amount = initial_price->amount;
-    values.currency = initial_price->currency;
+    values.currency = text::to_valid_utf8(initial_price->currency);
   }
   if (initial_stock) values.stock = *initial_stock ? StockStatus::IN_STOCK : StockStatus::OUT_OF_STOCK;
   return values;

@@ -146,6 +146,12 @@ TEST(PageText, InvalidBytesReadAsReplacementCharacters) {
                                                                       "https://a.example/x", "ab", "Shop\xFF");
   EXPECT_EQ(meta.title, "Caf\uFFFD Chair");
   EXPECT_EQ(meta.merchant_name, "Shop\uFFFD");
+  // The domain stands in for a missing merchant.
+  const NormalizedPrice price{"", 5, "\xA3"};
+  const PageMetadata bare =
+      DestinationMetadataParser::parse_metadata(std::nullopt, "https://Sh\xF6p.example/", "ab", "", price);
+  EXPECT_EQ(bare.merchant_name, "sh\uFFFDp.example");
+  EXPECT_EQ(bare.price->raw, "5.00 \uFFFD");
 }
 
 }  // namespace

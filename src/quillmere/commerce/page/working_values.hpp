@@ -13,7 +13,7 @@ namespace quillmere::commerce::page {
 /// What is known of a page so far. The stages read and replace these values one after another; what the last stage
 /// leaves becomes the PageMetadata.
 struct WorkingValues {
-  std::string_view direct_url;
+  std::string direct_url;
   text::UrlComponents parsed;  ///< the parts of `direct_url`
   std::string domain;          ///< its network location in lower case, with every "www." removed
   bool is_social = false;      ///< the domain is a social network's
