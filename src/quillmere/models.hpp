@@ -38,13 +38,13 @@ enum class RelevanceGrade { HIGH, MEDIUM, LOW };
 ///
 /// Bytes that are not valid UTF-8 are read as U+FFFD; they never make an enrichment or an export fail.
 struct VisualMatch {
-  std::string link;                      ///< the link as shown; may be a redirect or carry tracking parameters
-  std::string title;                     ///< the result's title
-  std::optional<std::string> source;     ///< site or merchant name that the result shows
-  std::optional<std::string> price;      ///< the price as printed, unparsed ("1.299,99 €")
-  std::optional<std::string> currency;   ///< hint that accompanies the printed price: a code or a symbol
-  std::optional<bool> in_stock;          ///< true in stock, false out of stock, absent unknown
-  std::optional<std::string> thumbnail;  ///< URL of the result's thumbnail image
+  std::string link;   ///< the link as shown; may be a redirect or carry tracking parameters
+  std::string title;  ///< the result's title
+  std::optional<std::string> source = std::nullopt;     ///< site or merchant name that the result shows
+  std::optional<std::string> price = std::nullopt;      ///< the price as printed, unparsed ("1.299,99 €")
+  std::optional<std::string> currency = std::nullopt;   ///< hint that accompanies the printed price: a code or a symbol
+  std::optional<bool> in_stock = std::nullopt;          ///< true in stock, false out of stock, absent unknown
+  std::optional<std::string> thumbnail = std::nullopt;  ///< URL of the result's thumbnail image
 
   friend bool operator==(const VisualMatch&, const VisualMatch&) = default;
 };
@@ -60,22 +60,23 @@ struct NormalizedPrice {
 
 /// One visual match after enrichment.
 struct EnrichedCommerceMatch {
-  std::string title;                                  ///< product or page title
-  std::string direct_url;                             ///< destination after unwrapping and cleaning
-  std::string original_url;                           ///< the match's `link` as received
-  std::optional<NormalizedPrice> price;               ///< absent when neither page nor match printed a readable one
-  std::optional<std::string> merchant_name;           ///< who sells
-  std::optional<MerchantCategory> merchant_category;  ///< absent unless `page_type` is PRODUCT or MARKETPLACE
-  std::optional<std::string> thumbnail;               ///< the match's thumbnail
-  std::int64_t match_score = 0;                       ///< 50 to 99, by rank
-  PageType page_type = PageType::UNCATEGORIZED;       ///< what kind of page the destination is
-  std::optional<std::string> brand;                   ///< brand name
-  std::optional<std::string> sku;                     ///< the seller's code, else a GTIN or part number
-  std::optional<ItemCondition> condition;             ///< absent when unknown, and on pages that sell nothing
-  std::optional<StockStatus> stock_status;            ///< absent when unknown, and on pages that sell nothing
-  std::optional<std::string> primary_image_url;       ///< main product image, else the thumbnail
-  std::optional<std::string> shipping_info;           ///< always absent today: nothing fills it
-  std::optional<RelevanceGrade> relevance;            ///< absent until CommerceEnricher has graded the match
+  std::string title;                                    ///< product or page title
+  std::string direct_url;                               ///< destination after unwrapping and cleaning
+  std::string original_url;                             ///< the match's `link` as received
+  std::optional<NormalizedPrice> price = std::nullopt;  ///< absent when neither page nor match printed a readable one
+  std::optional<std::string> merchant_name = std::nullopt;  ///< who sells
+  std::optional<MerchantCategory> merchant_category =
+      std::nullopt;                                             ///< absent unless `page_type` is PRODUCT or MARKETPLACE
+  std::optional<std::string> thumbnail = std::nullopt;          ///< the match's thumbnail
+  std::int64_t match_score = 0;                                 ///< 50 to 99, by rank
+  PageType page_type = PageType::UNCATEGORIZED;                 ///< what kind of page the destination is
+  std::optional<std::string> brand = std::nullopt;              ///< brand name
+  std::optional<std::string> sku = std::nullopt;                ///< the seller's code, else a GTIN or part number
+  std::optional<ItemCondition> condition = std::nullopt;        ///< absent when unknown, and on pages that sell nothing
+  std::optional<StockStatus> stock_status = std::nullopt;       ///< absent when unknown, and on pages that sell nothing
+  std::optional<std::string> primary_image_url = std::nullopt;  ///< main product image, else the thumbnail
+  std::optional<std::string> shipping_info = std::nullopt;      ///< always absent today: nothing fills it
+  std::optional<RelevanceGrade> relevance = std::nullopt;       ///< absent until CommerceEnricher has graded the match
 
   friend bool operator==(const EnrichedCommerceMatch&, const EnrichedCommerceMatch&) = default;
 };
@@ -86,10 +87,11 @@ struct CommerceSummary {
   std::int64_t total_matches = 0;         ///< visual matches handed in
   std::string currency = "USD";           ///< the currency of the price figures
   std::int64_t total_priced_matches = 0;  ///< matches that carry a price, whatever its currency
-  std::optional<double> min_price;
-  std::optional<double> max_price;
-  std::optional<double> average_price;  ///< rounded to two decimals
-  std::optional<double> median_price;   ///< of an even count, the mean of the middle two, rounded to two decimals
+  std::optional<double> min_price = std::nullopt;
+  std::optional<double> max_price = std::nullopt;
+  std::optional<double> average_price = std::nullopt;  ///< rounded to two decimals
+  std::optional<double> median_price =
+      std::nullopt;  ///< of an even count, the mean of the middle two, rounded to two decimals
 
   friend bool operator==(const CommerceSummary&, const CommerceSummary&) = default;
 };

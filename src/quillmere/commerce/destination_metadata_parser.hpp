@@ -22,15 +22,16 @@ inline constexpr std::string_view FETCH_SOURCE_OPENGRAPH = "opengraph";
 
 /// What one destination page, together with the search result that led there, says of a product.
 struct PageMetadata {
-  std::string title;                             ///< whitespace collapsed, character references decoded
-  std::string merchant_name;                     ///< who sells on the page; the domain when nobody is named
-  std::optional<std::string> brand;              ///< present and empty when the page's own brand is the empty text
-  std::optional<std::string> sku;                ///< SKU, else GTIN, else part number
-  std::optional<NormalizedPrice> price;          ///< `raw` is the amount with two decimals, a space, the currency
-  std::optional<StockStatus> stock_status;       ///< absent unless `page_type` is PRODUCT or MARKETPLACE
-  std::optional<ItemCondition> condition;        ///< likewise
-  std::optional<std::string> primary_image_url;  ///< as the page wrote it, perhaps relative
-  std::optional<std::string> shipping_info;      ///< always absent: nothing fills it
+  std::string title;                                ///< whitespace collapsed, character references decoded
+  std::string merchant_name;                        ///< who sells on the page; the domain when nobody is named
+  std::optional<std::string> brand = std::nullopt;  ///< present and empty when the page's own brand is the empty text
+  std::optional<std::string> sku = std::nullopt;    ///< SKU, else GTIN, else part number
+  std::optional<NormalizedPrice> price =
+      std::nullopt;  ///< `raw` is the amount with two decimals, a space, the currency
+  std::optional<StockStatus> stock_status = std::nullopt;       ///< absent unless `page_type` is PRODUCT or MARKETPLACE
+  std::optional<ItemCondition> condition = std::nullopt;        ///< likewise
+  std::optional<std::string> primary_image_url = std::nullopt;  ///< as the page wrote it, perhaps relative
+  std::optional<std::string> shipping_info = std::nullopt;      ///< always absent: nothing fills it
   PageType page_type = PageType::UNCATEGORIZED;
   std::int64_t match_score = 0;  ///< 50 to 99 for ranks from 1
   std::string fetch_source;      ///< one of the FETCH_SOURCE_ texts
