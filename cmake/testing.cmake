@@ -1,8 +1,11 @@
 # quillmere_add_test(<dir>/<name>_test [LIBS lib...] [LABELS label...]): one test program from one file under tests/.
+# The programs whose label is "threads" are built by the target threads_tests.
 # quillmere_add_bench(<name> [LIBS lib...]): one benchmark program from bench/<name>.cpp.
 
 find_package(GTest 1.12 REQUIRED)
 include(GoogleTest)
+
+add_custom_target(threads_tests)
 
 function(quillmere_add_test path)
   cmake_parse_arguments(arg "" "TIMEOUT" "LIBS;LABELS" ${ARGN})
@@ -12,6 +15,9 @@ function(quillmere_add_test path)
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
+  endif()
+  if("threads" IN_LIST arg_LABELS)
+    add_dependencies(threads_tests ${target})
   endif()
   gtest_discover_tests(${target} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()
