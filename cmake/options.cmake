@@ -12,6 +12,10 @@ endif()
 if(QUILLMERE_SANITIZE)
   target_compile_options(quillmere_options INTERFACE
     -fsanitize=${QUILLMERE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # clang 14 cannot assemble a coroutine with this check in it ("Cannot represent a difference across sections").
+    target_compile_options(quillmere_options INTERFACE -fno-sanitize=function)
+  endif()
   target_link_options(quillmere_options INTERFACE -fsanitize=${QUILLMERE_SANITIZE})
 endif()
 
