@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace quillmere {
+
+/// So long that a reader whose time grows with the square would run into its test's time limit, by far, while a linear
+/// one takes a blink. (bench/hostile_pages measures the growth itself.)
+inline constexpr std::size_t LONG_TEXT_BYTES = 2U << 20U;
+
+inline std::string long_text(std::string_view unit) {
+  std::string text;
+  text.reserve(LONG_TEXT_BYTES + unit.size());
+  while (text.size() < LONG_TEXT_BYTES) text += unit;
+  return text;
+}
+
+}  // namespace quillmere
