@@ -23,8 +23,11 @@ bool is_low_surrogate(char32_t unit) {
 
 /// The four digits that the reader has checked.
 char32_t hexadecimal_unit(std::string_view digits) {
-  std::uint32_t unit = 0;
-  std::from_chars(digits.data(), digits.data() + 4, unit, 16);
+  char32_t unit = 0;
+  for (const char digit : digits) {
+    const auto code = static_cast<unsigned char>(digit);
+    unit = 16 * unit + (code & 15U) + (code >= 'A' ? 9U : 0U);
+  }
   return unit;
 }
 
@@ -63,8 +66,14 @@ char32_t take_escape(std::string_view& rest) {
   return 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
 }
 
+// Numbers may be as long as the page: these look at each character once, and quickly.
+
 bool is_integer(std::string_view number) {
-  return number.find_first_of(".eE") == std::string_view::npos;
+  return std::none_of(number.begin(), number.end(), [](char c) { return c == '.' || c == 'e' || c == 'E'; });
+}
+
+bool is_digit_above_0(char c) {
+  return c >= '1' && c <= '9';
 }
 
 /// Whether a number that no double holds is too large for one, rather than too small: by the power of ten of its
@@ -73,14 +82,14 @@ bool is_too_large(std::string_view number) {
   const std::size_t exponent_mark = std::min(number.find_first_of("eE"), number.size());
   const std::string_view mantissa = number.substr(0, exponent_mark);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
-  const std::size_t first = std::min(mantissa.find_first_of("123456789"), mantissa.size());
+  const auto first = std::find_if(mantissa.begin(), mantissa.end(), is_digit_above_0) - mantissa.begin();
   std::string_view exponent = number.substr(std::min(exponent_mark + 1, number.size()));
   const bool negative_exponent = exponent.starts_with('-');
   if (negative_exponent || exponent.starts_with('+')) exponent.remove_prefix(1);
   std::int64_t power = 0;
   const auto read = std::from_chars(exponent.data(), exponent.data() + exponent.size(), power);
   if (read.ec == std::errc::result_out_of_range) return !negative_exponent;
-  return static_cast<std::int64_t>(point) - static_cast<std::int64_t>(first) + (negative_exponent ? -power : power) > 0;
+  return static_cast<std::int64_t>(point) - first + (negative_exponent ? -power : power) > 0;
 }
 
 double nearest_double(std::string_view number) {
@@ -144,7 +153,7 @@ bool JsonValue::is_truthy() const noexcept {
     case JsonKind::string:
       return raw() != "\"\"";
     case JsonKind::number:
-      if (is_integer(raw())) return raw().find_first_of("123456789") != std::string_view::npos;
+      if (is_integer(raw())) return std::any_of(raw().begin(), raw().end(), is_digit_above_0);
       return nearest_double(raw()) != 0;
     case JsonKind::boolean:
       return boolean() == true;

@@ -1,5 +1,6 @@
 #include "quillmere/text/number.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -50,7 +51,8 @@ double round_to_two_decimals(double value) {
 }
 
 std::optional<double> parse_decimal(std::string_view text) noexcept {
-  if (text.find_first_not_of("0123456789.") != std::string_view::npos) return std::nullopt;
+  const auto is_part = [](char c) { return (c >= '0' && c <= '9') || c == '.'; };
+  if (!std::all_of(text.begin(), text.end(), is_part)) return std::nullopt;
   const std::size_t point = text.find('.');
   if (point != text.rfind('.')) return std::nullopt;
   double value = 0;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "quillmere/commerce/destination_metadata_parser.hpp"
+#include "quillmere/commerce/page/scan.hpp"
 #include "quillmere/commerce/page/tables.hpp"
 #include "quillmere/text/character_references.hpp"
 #include "quillmere/text/unicode.hpp"
@@ -16,7 +17,8 @@ namespace quillmere::commerce::page {
 namespace {
 
 bool is_generic(std::string_view title) {
-  return std::find(GENERIC_TITLES.begin(), GENERIC_TITLES.end(), text::to_lower(title)) != GENERIC_TITLES.end();
+  return std::any_of(GENERIC_TITLES.begin(), GENERIC_TITLES.end(),
+                     [&](std::string_view generic) { return lower_case_is(title, generic); });
 }
 
 bool occurs_in_domain(const std::string& name, const WorkingValues& values) {

@@ -39,7 +39,7 @@ class ScriptBodies {
 
   std::string_view _page;
   ScriptKind _kind;
-  std::span<const std::size_t> _anchors;  // those not yet judged
+  std::span<const LiteralIndex::Position> _anchors;  // those not yet judged
   Behind<is_tag_end> _tag_ends;
   std::size_t _from = 0;        // behind the last match
   std::size_t _tagless_to = 0;  // no "<script" that could still open a tag begins before this
@@ -64,7 +64,7 @@ class MetaTags {
 
  private:
   std::string_view _page;
-  std::span<const std::size_t> _anchors;
+  std::span<const LiteralIndex::Position> _anchors;
   std::size_t _from = 0;
 };
 

@@ -1,6 +1,7 @@
 #include "quillmere/commerce/page/literal_index.hpp"
 
 #include <bit>
+#include <limits>
 
 #include "quillmere/commerce/page/scan.hpp"
 
@@ -37,9 +38,11 @@ constexpr std::array<LiteralRow, LITERAL_COUNT> LITERALS = {{
     {Literal::out_of_stock, "outofstoc", Case::folded, 6, 7},
 }};
 constexpr std::size_t FINGERPRINT = 3;
+// The last bucket alone has two rows, so the rows of a bucket begin at its number.
+static_assert(LITERALS[6].bucket == 6 && LITERALS[7].bucket == 7 && LITERALS[8].bucket == 7);
 
 // More positions than this in one list are not kept for the next page.
-constexpr std::size_t KEPT_POSITIONS = 1 << 14;
+constexpr std::size_t KEPT_POSITIONS = 1 << 16;
 
 // By place in the fingerprint and by nibble.
 struct NibbleTables {
@@ -95,7 +98,7 @@ LiteralIndex::Pass LiteralIndex::best_pass() noexcept {
 
 void LiteralIndex::read(std::string_view page, Pass pass) {
   clear();
-  _page = page;
+  _page = page.substr(0, std::numeric_limits<Position>::max());
   std::size_t scanned = 0;
 #ifdef QUILLMERE_X86
   if (pass == Pass::avx2) scanned = _scan_avx2();
@@ -109,17 +112,22 @@ void LiteralIndex::read(std::string_view page, Pass pass) {
 void LiteralIndex::clear() noexcept {
   _page = {};
   for (auto& list : _positions) {
-    if (list.capacity() > KEPT_POSITIONS) std::vector<std::size_t>().swap(list);
+    if (list.capacity() > KEPT_POSITIONS) std::vector<Position>().swap(list);
     list.clear();
   }
 }
 
-// Compares the literals of `buckets` around a fingerprint.
-void LiteralIndex::_judge(std::size_t fingerprint_at, std::uint8_t buckets) {
-  for (const LiteralRow& row : LITERALS) {
-    if ((unsigned{buckets} >> row.bucket & 1U) == 0 || fingerprint_at < row.fingerprint) continue;
-    const std::size_t at = fingerprint_at - row.fingerprint;
-    if (stands_at(_page, at, row.text, row.letters)) _positions[static_cast<std::size_t>(row.literal)].push_back(at);
+// Compares the literals of `buckets`, which is not zero, around a fingerprint.
+void LiteralIndex::_judge(std::size_t fingerprint_at, unsigned buckets) {
+  for (; buckets != 0; buckets &= buckets - 1) {
+    const auto bucket = static_cast<std::size_t>(std::countr_zero(buckets));
+    for (std::size_t i = bucket; i < LITERALS.size() && LITERALS[i].bucket == bucket; ++i) {
+      const LiteralRow& row = LITERALS[i];
+      if (fingerprint_at < row.fingerprint) continue;
+      const std::size_t at = fingerprint_at - row.fingerprint;
+      if (!stands_at(_page, at, row.text, row.letters)) continue;
+      _positions[static_cast<std::size_t>(row.literal)].push_back(static_cast<Position>(at));
+    }
   }
 }
 

@@ -37,9 +37,11 @@ enum class Literal : std::uint8_t {
 inline constexpr std::size_t LITERAL_COUNT = 9;
 
 /// Where each literal stands in one page. Reused from page to page it stops allocating, and gives back what an
-/// unusual page made it allocate.
+/// unusual page made it allocate. Of a page of 4 GiB or more it sees only what is before that.
 class LiteralIndex {
  public:
+  using Position = std::uint32_t;
+
   /// How the bytes are compared. Every pass finds the same positions.
   enum class Pass : std::uint8_t { portable, ssse3, avx2 };
   /// The fastest pass that this processor can run.
@@ -52,7 +54,7 @@ class LiteralIndex {
 
   [[nodiscard]] std::string_view page() const noexcept { return _page; }
   /// First bytes of the occurrences of `literal`, ascending.
-  [[nodiscard]] std::span<const std::size_t> positions(Literal literal) const noexcept {
+  [[nodiscard]] std::span<const Position> positions(Literal literal) const noexcept {
     return _positions[static_cast<std::size_t>(literal)];
   }
 
@@ -61,10 +63,10 @@ class LiteralIndex {
   std::size_t _scan_avx2();
   void _scan_portable(std::size_t from);
   void _judge_block(std::size_t from, std::uint32_t hits, const std::uint8_t* buckets);
-  void _judge(std::size_t fingerprint_at, std::uint8_t buckets);
+  void _judge(std::size_t fingerprint_at, unsigned buckets);
 
   std::string_view _page;
-  std::array<std::vector<std::size_t>, LITERAL_COUNT> _positions;
+  std::array<std::vector<Position>, LITERAL_COUNT> _positions;
 };
 
 }  // namespace quillmere::commerce::page

@@ -31,16 +31,22 @@ class ClassAttributes {
   std::optional<ClassAttribute> around(std::size_t literal, std::size_t literal_end) noexcept {
     constexpr std::string_view NAME = "class=";
     const std::size_t value = _openings.after_last_before(literal);
-    if (value == 0 || !ends_at(_page, value - 1, NAME)) return std::nullopt;
-    const std::size_t closing = _closings.from(literal_end);
-    if (closing == NOWHERE) return std::nullopt;
-    return ClassAttribute{value - 1 - NAME.size(), closing + 1};
+    if (value == _value) return _attribute;
+    _value = value;
+    _attribute.reset();
+    if (ends_at(_page, value - 1, NAME)) {
+      const std::size_t closing = _closings.from(literal_end);
+      if (closing != NOWHERE) _attribute = {value - 1 - NAME.size(), closing + 1};
+    }
+    return _attribute;
   }
 
  private:
   std::string_view _page;
   Behind<is_quote> _openings;
   Ahead<find_quote> _closings;
+  std::size_t _value = 0;  // of the last answer, where a value begins behind its quote; 0 is behind none
+  std::optional<ClassAttribute> _attribute;
 };
 
 // [\d,]+(?:\.\d{2})? at `at`; empty when it does not match.

@@ -67,9 +67,21 @@ enum class Case : bool { exact, folded };
   return page.find('>', from);
 }
 
+/// How many bytes `holds_any` looks at: a compiler turns that into a few vector instructions.
+inline constexpr std::size_t SCAN_BLOCK = 64;
+
+template <bool (*Is)(char)>
+[[nodiscard]] inline bool holds_any(const char* block) noexcept {
+  unsigned char any = 0;
+  for (std::size_t i = 0; i < SCAN_BLOCK; ++i) any |= static_cast<unsigned char>(Is(block[i]));
+  return any != 0;
+}
+
 /// First quote, of either kind, at `from` or later.
 [[nodiscard]] inline std::size_t find_quote(std::string_view page, std::size_t from) noexcept {
-  for (std::size_t at = from; at < page.size(); ++at) {
+  std::size_t at = from;
+  while (at < page.size() && page.size() - at >= SCAN_BLOCK && !holds_any<is_quote>(page.data() + at)) at += SCAN_BLOCK;
+  for (; at < page.size(); ++at) {
     if (is_quote(page[at])) return at;
   }
   return NOWHERE;
@@ -112,12 +124,10 @@ class Behind {
 
   /// One past the last such byte before `at`; 0 when there is none.
   [[nodiscard]] std::size_t after_last_before(std::size_t at) noexcept {
-    for (std::size_t i = at; i > _seen; --i) {
-      if (Is(_page[i - 1])) {
-        _answer = i;
-        break;
-      }
-    }
+    std::size_t end = at;
+    while (end - _seen >= SCAN_BLOCK && !holds_any<Is>(_page.data() + end - SCAN_BLOCK)) end -= SCAN_BLOCK;
+    while (end > _seen && !Is(_page[end - 1])) --end;
+    if (end > _seen) _answer = end;
     _seen = at;
     return _answer;
   }

@@ -1,0 +1,111 @@
+// Reading hostile pages: how the time grows with the page, and against a page of a real shop's shape.
+//
+//   hostile_pages [MIB...]    sizes to read, ascending, by default 1 2 4 16
+//
+// Each figure is the least processor time of 5 readings by DestinationMetadataParser::parse_metadata, in milliseconds.
+// Behind the times: how many times as long 4 MiB takes as 1 MiB, 16 MiB as 1 MiB, the dearest doubling from 1 to 2 to
+// 4, the most milliseconds per MiB, and the most times as long as a shop page of the same size.
+
+#include "tests/support/hostile_pages.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "bench/measure.hpp"
+#include "bench/synthetic_pages.hpp"
+
+#include "quillmere/commerce/destination_metadata_parser.hpp"
+
+namespace {
+
+using quillmere::bench::seconds_of;
+using quillmere::bench::SyntheticPages;
+using quillmere::commerce::DestinationMetadataParser;
+
+constexpr int ROUNDS = 5;
+constexpr std::size_t MIB = 1 << 20;
+
+/// By size in MiB, least milliseconds.
+using Times = std::map<std::size_t, double>;
+
+double least_milliseconds(const std::string& page) {
+  double least = std::numeric_limits<double>::infinity();
+  std::size_t read = 0;
+  for (int round = 0; round < ROUNDS; ++round) {
+    const auto work = [&] {
+      read += DestinationMetadataParser::parse_metadata(page, "https://shop.example/x", "Shoe").title.size();
+    };
+    least = std::min(least, seconds_of(work) * 1e3);
+  }
+  if (read == 0) std::abort();  // keeps the readings in use
+  return least;
+}
+
+double ratio(const Times& times, std::size_t larger, std::size_t smaller) {
+  const auto above = times.find(larger);
+  const auto below = times.find(smaller);
+  return above == times.end() || below == times.end() ? 0 : above->second / below->second;
+}
+
+struct Worst {
+  const char* title;
+  double bar;
+  double value = 0;
+  std::string kind = {};
+
+  void note(double seen, const char* name) {
+    if (seen > value) value = seen, kind = name;
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::size_t> sizes;
+  for (int i = 1; i < argc; ++i) sizes.push_back(std::strtoul(argv[i], nullptr, 10));
+  if (sizes.empty()) sizes = {1, 2, 4, 16};
+
+  Times shop;
+  for (const std::size_t size : sizes) shop[size] = least_milliseconds(SyntheticPages::shop(size * MIB));
+  std::printf("%-36s", "kind, ms at MiB");
+  for (const std::size_t size : sizes) std::printf(" %8zu", size);
+  std::printf("     4/1   16/1  doubling  ms/MiB  x shop\n");
+  std::printf("%-36s", "(a shop page)");
+  for (const auto& [size, time] : shop) std::printf(" %8.2f", time);
+  std::printf("\n");
+
+  Worst four{"4 MiB / 1 MiB", 5};
+  Worst sixteen{"16 MiB / 1 MiB", 24};
+  Worst doubling{"doubling", 2.3};
+  Worst density{"ms per MiB", 50};
+  Worst against_shop{"times a shop page", 40};
+  for (const auto& kind : quillmere::hostile::KINDS) {
+    Times times;
+    for (const std::size_t size : sizes) times[size] = least_milliseconds(kind.page(size * MIB));
+    double per_mib = 0;
+    double times_shop = 0;
+    std::printf("%-36s", kind.name);
+    for (const auto& [size, time] : times) {
+      std::printf(" %8.2f", time);
+      per_mib = std::max(per_mib, time / static_cast<double>(size));
+      times_shop = std::max(times_shop, time / shop[size]);
+    }
+    const double step = std::max(ratio(times, 2, 1), ratio(times, 4, 2));
+    std::printf(" %7.2f %6.1f %9.2f %7.2f %7.1f\n", ratio(times, 4, 1), ratio(times, 16, 1), step, per_mib, times_shop);
+    four.note(ratio(times, 4, 1), kind.name);
+    sixteen.note(ratio(times, 16, 1), kind.name);
+    doubling.note(step, kind.name);
+    density.note(per_mib, kind.name);
+    against_shop.note(times_shop, kind.name);
+  }
+  std::printf("\n%zu kinds; the worst, and what it should stay below\n", quillmere::hostile::KINDS.size());
+  for (const Worst& worst : {four, sixteen, doubling, density, against_shop}) {
+    std::printf("  %-20s %7.2f  < %4.1f  %-6s %s\n", worst.title, worst.value, worst.bar,
+                worst.value < worst.bar ? "" : "MISSED", worst.kind.c_str());
+  }
+}
