@@ -16,6 +16,10 @@ if(QUILLMERE_SANITIZE)
     # clang 14 cannot assemble a coroutine with this check in it ("Cannot represent a difference across sections").
     target_compile_options(quillmere_options INTERFACE -fno-sanitize=function)
   endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND QUILLMERE_SANITIZE MATCHES "thread")
+    # Asio has memory fences, of which g++ warns that ThreadSanitizer does not know them.
+    target_compile_options(quillmere_options INTERFACE -Wno-tsan)
+  endif()
   target_link_options(quillmere_options INTERFACE -fsanitize=${QUILLMERE_SANITIZE})
 endif()
 

@@ -19,7 +19,7 @@ function(quillmere_add_test path)
   if("threads" IN_LIST arg_LABELS)
     add_dependencies(threads_tests ${target})
   endif()
-  gtest_discover_tests(${target} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+  gtest_discover_tests(${target} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()
 
 function(quillmere_add_bench name)
