@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "quillmere/text/json.hpp"
+#include "quillmere/text/json_scan_internal.hpp"
 
 namespace quillmere::text {
 namespace {
@@ -122,6 +123,29 @@ INSTANTIATE_TEST_SUITE_P(
         {"long_with_escape_at_the_end", "\"" + repeat("x", 64) + "\\n\"", true, repeat("x", 64) + "\n"},
     }),
     row_name);
+
+TEST(JsonString, DecodesEscapesWhereverTheyStand) {
+  // Around the widths at which text is copied in blocks.
+  for (std::size_t before = 0; before <= 33; ++before) {
+    for (std::size_t behind = 0; behind <= 33; ++behind) {
+      const std::string head(before, 'a');
+      const std::string tail(behind, 'b');
+      for (const auto& [escape, text] :
+           {std::pair{R"(\n)", "\n"}, {R"(\\\")", "\\\""}, {R"(\uD83d\uDe00\u20aC)", "😀€"}}) {
+        const std::string raw = head + escape + tail;
+        std::string out = "x";
+        JsonString(raw, true).append_to(out);
+        ASSERT_EQ(out, "x" + head + text + tail);
+        ASSERT_TRUE(JsonString(raw, true) == head + text + tail);
+        std::string portable(raw.size(), '-');
+        char* end = portable.data();
+        const char* stop = json_internal::PortableScan::copy_until_escape(raw.data(), raw.data() + raw.size(), end);
+        ASSERT_EQ(std::string_view(portable.data(), end), head);
+        ASSERT_EQ(stop, raw.data() + before);
+      }
+    }
+  }
+}
 
 TEST(JsonString, EqualsItsDecodedTextOnly) {
   const JsonString text(R"(a\u00e9\ud83d\ude00b)", true);

@@ -9,8 +9,8 @@
 #include <emmintrin.h>
 #endif
 
-/// The two scans that JSON text spends its time in, with and without vector instructions. Both stay within
-/// [p, end) and give `end` when they find nothing.
+/// The scans that JSON text spends its time in, with and without vector instructions. All stay within [p, end) and give
+/// `end` when they find nothing.
 namespace quillmere::text::json_internal {
 
 [[nodiscard]] inline bool is_whitespace(char c) noexcept {
@@ -27,6 +27,19 @@ struct PortableScan {
       if ((_zero_bytes(word ^ 0x2222222222222222U) | _zero_bytes(word ^ 0x5C5C5C5C5C5C5C5CU)) != 0) break;
     }
     while (p != end && *p != '"' && *p != '\\') ++p;
+    return p;
+  }
+
+  /// The first backslash. What stands before it is copied to `to`, which moves behind the copy; there must be room for
+  /// all of [p, end).
+  [[nodiscard]] static const char* copy_until_escape(const char* p, const char* end, char*& to) noexcept {
+    for (; end - p >= 8; p += 8, to += 8) {
+      std::uint64_t word = 0;
+      std::memcpy(&word, p, 8);
+      if (_zero_bytes(word ^ 0x5C5C5C5C5C5C5C5CU) != 0) break;
+      std::memcpy(to, p, 8);
+    }
+    while (p != end && *p != '\\') *to++ = *p++;
     return p;
   }
 
@@ -55,6 +68,18 @@ struct Sse2Scan {
       if (mask != 0) return p + std::countr_zero(mask);
     }
     return PortableScan::find_quote_or_escape(p, end);
+  }
+
+  [[nodiscard]] static const char* copy_until_escape(const char* p, const char* end, char*& to) noexcept {
+    for (; end - p >= 16; p += 16, to += 16) {
+      const __m128i chunk = _load(p);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(to), chunk);
+      const auto mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(chunk, _mm_set1_epi8('\\'))));
+      if (mask == 0) continue;
+      to += std::countr_zero(mask);
+      return p + std::countr_zero(mask);
+    }
+    return PortableScan::copy_until_escape(p, end, to);
   }
 
   [[nodiscard]] static const char* skip_whitespace_run(const char* p, const char* end) noexcept {

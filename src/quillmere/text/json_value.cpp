@@ -1,13 +1,15 @@
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <system_error>
 
 #include "quillmere/text/json.hpp"
+#include "quillmere/text/json_scan_internal.hpp"
 #include "quillmere/text/number.hpp"
-#include "quillmere/text/unicode.hpp"
 
 namespace quillmere::text {
 namespace {
@@ -22,16 +24,16 @@ bool is_low_surrogate(char32_t unit) {
 }
 
 /// The four digits that the reader has checked.
-char32_t hexadecimal_unit(std::string_view digits) {
+char32_t hexadecimal_unit(const char* digits) {
   char32_t unit = 0;
-  for (const char digit : digits) {
-    const auto code = static_cast<unsigned char>(digit);
-    unit = 16 * unit + (code & 15U) + (code >= 'A' ? 9U : 0U);
+  for (int i = 0; i < 4; ++i) {
+    const auto digit = static_cast<unsigned char>(digits[i]);
+    unit = unit << 4U | ((digit & 0xFU) + (digit > '9' ? 9U : 0U));
   }
   return unit;
 }
 
-char32_t named_escape(char name) {
+char named_escape(char name) {
   switch (name) {
     case 'b':
       return '\b';
@@ -44,26 +46,51 @@ char32_t named_escape(char name) {
     case 't':
       return '\t';
     default:
-      return static_cast<unsigned char>(name);
+      return name;
   }
 }
 
-/// Takes the escape, or the pair of escapes, that `rest` begins with.
-char32_t take_escape(std::string_view& rest) {
-  if (rest[1] != 'u') {
-    const char32_t decoded = named_escape(rest[1]);
-    rest.remove_prefix(2);
-    return decoded;
-  }
-  const char32_t unit = hexadecimal_unit(rest.substr(2, 4));
-  rest.remove_prefix(6);
+/// Takes the "\uXXXX", or the pair of them, that stands at `p`.
+char32_t take_unicode_escape(const char*& p, const char* end) {
+  const char32_t unit = hexadecimal_unit(p + 2);
+  p += 6;
   if (is_low_surrogate(unit)) return REPLACEMENT_CHARACTER;
   if (!is_high_surrogate(unit)) return unit;
-  if (!rest.starts_with("\\u")) return REPLACEMENT_CHARACTER;
-  const char32_t low = hexadecimal_unit(rest.substr(2, 4));
+  if (end - p < 6 || p[0] != '\\' || p[1] != 'u') return REPLACEMENT_CHARACTER;
+  const char32_t low = hexadecimal_unit(p + 2);
   if (!is_low_surrogate(low)) return REPLACEMENT_CHARACTER;
-  rest.remove_prefix(6);
-  return 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
+  p += 6;
+  return 0x10000 + ((unit - 0xD800) << 10U) + (low - 0xDC00);
+}
+
+char* put_utf8(char* to, char32_t code_point) {
+  const auto put = [&to](char32_t byte) { *to++ = static_cast<char>(byte); };
+  const auto put_rest = [&](unsigned shift) { put(0x80U | (code_point >> shift & 0x3FU)); };
+  if (code_point < 0x80) {
+    put(code_point);
+  } else if (code_point < 0x800) {
+    put(0xC0U | code_point >> 6U);
+    put_rest(0);
+  } else if (code_point < 0x10000) {
+    put(0xE0U | code_point >> 12U);
+    put_rest(6);
+    put_rest(0);
+  } else {
+    put(0xF0U | code_point >> 18U);
+    put_rest(12);
+    put_rest(6);
+    put_rest(0);
+  }
+  return to;
+}
+
+/// Writes what the escape at `p` stands for, four bytes at most, and moves `p` behind it. Gives the end of what it
+/// wrote.
+char* put_escape(const char*& p, const char* end, char* to) {
+  if (p[1] == 'u') return put_utf8(to, take_unicode_escape(p, end));
+  *to = named_escape(p[1]);
+  p += 2;
+  return to + 1;
 }
 
 // Numbers may be as long as the page: these look at each character once, and quickly.
@@ -103,14 +130,21 @@ double nearest_double(std::string_view number) {
 }  // namespace
 
 void JsonString::append_to(std::string& out) const {
-  std::string_view rest = _raw;
-  for (;;) {
-    const std::size_t plain = _has_escapes ? std::min(rest.find('\\'), rest.size()) : rest.size();
-    out += rest.substr(0, plain);
-    rest.remove_prefix(plain);
-    if (rest.empty()) return;
-    append_utf8(out, take_escape(rest));
+  if (!_has_escapes) {
+    out += _raw;
+    return;
   }
+  // What is decoded is never longer than what was written, so room for that is room enough.
+  const std::size_t before = out.size();
+  out.resize(before + _raw.size());
+  char* to = out.data() + before;
+  const char* const end = _raw.data() + _raw.size();
+  const char* p = json_internal::FastestScan::copy_until_escape(_raw.data(), end, to);
+  while (p != end) {
+    to = put_escape(p, end, to);
+    p = json_internal::FastestScan::copy_until_escape(p, end, to);
+  }
+  out.resize(static_cast<std::size_t>(to - out.data()));
 }
 
 std::string JsonString::decoded() const {
@@ -121,17 +155,21 @@ std::string JsonString::decoded() const {
 }
 
 bool JsonString::_decodes_to(std::string_view text) const noexcept {
-  std::string_view rest = _raw;
+  const char* p = _raw.data();
+  const char* const end = p + _raw.size();
   for (;;) {
-    const std::size_t plain = std::min(rest.find('\\'), rest.size());
-    if (!text.starts_with(rest.substr(0, plain))) return false;
-    rest.remove_prefix(plain);
-    text.remove_prefix(plain);
-    if (rest.empty()) return text.empty();
-    std::string character;  // four bytes at most: stays within the object
-    append_utf8(character, take_escape(rest));
-    if (!text.starts_with(character)) return false;
-    text.remove_prefix(character.size());
+    const void* escape = std::memchr(p, '\\', static_cast<std::size_t>(end - p));
+    const char* const stop = escape == nullptr ? end : static_cast<const char*>(escape);
+    const std::string_view plain(p, static_cast<std::size_t>(stop - p));
+    if (!text.starts_with(plain)) return false;
+    text.remove_prefix(plain.size());
+    if (stop == end) return text.empty();
+    p = stop;
+    std::array<char, 4> character{};
+    const char* const behind = put_escape(p, end, character.data());
+    const std::string_view decoded(character.data(), static_cast<std::size_t>(behind - character.data()));
+    if (!text.starts_with(decoded)) return false;
+    text.remove_prefix(decoded.size());
   }
 }
 
