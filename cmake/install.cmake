@@ -7,6 +7,8 @@ install(TARGETS quillmere EXPORT quillmere_targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
+install(TARGETS quillmere_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillmere)
 install(EXPORT quillmere_targets NAMESPACE quillmere:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/quillmere-config.cmake.in quillmere-config.cmake INSTALL_DESTINATION ${package_dir})

@@ -1,0 +1,106 @@
+#include "cli/fields.hpp"
+
+#include <charconv>
+#include <cmath>
+
+#include "cli/errors.hpp"
+
+#include "quillmere/text/unicode.hpp"
+
+namespace quillmere::cli {
+
+using text::JsonKind;
+using text::JsonValue;
+
+std::string_view kind_text(JsonKind kind) {
+  switch (kind) {
+    case JsonKind::object:
+      return "an object";
+    case JsonKind::array:
+      return "an array";
+    case JsonKind::string:
+      return "text";
+    case JsonKind::number:
+      return "a number";
+    case JsonKind::boolean:
+      return "a boolean";
+    case JsonKind::null:
+      return "null";
+  }
+  return "";
+}
+
+Fields::Fields(JsonValue value, std::string_view what, std::string prefix)
+    : _object(value), _prefix(std::move(prefix)) {
+  if (value.is_object()) return;
+  throw FieldError("expected " + std::string(what) + ", got " + std::string(kind_text(value.kind())), value.offset());
+}
+
+std::optional<JsonValue> Fields::find(std::string_view name) const {
+  const std::optional<JsonValue> value = _object.find(name);
+  if (!value || value->kind() == JsonKind::null) return std::nullopt;
+  return value;
+}
+
+void Fields::refuse(std::string_view name, std::string_view expected, JsonValue value) const {
+  const std::string got = value.is_number() && expected.find("number") != std::string_view::npos
+                              ? std::string(value.raw())
+                              : std::string(kind_text(value.kind()));
+  throw FieldError(
+      "field " + in_quotes(_prefix + std::string(name)) + ": expected " + std::string(expected) + ", got " + got,
+      value.offset());
+}
+
+void Fields::refuse_missing(std::string_view name, std::string_view expected) const {
+  const std::optional<JsonValue> value = _object.find(name);
+  throw FieldError("field " + in_quotes(_prefix + std::string(name)) + ": expected " + std::string(expected) +
+                       ", got " + (value ? "null" : "nothing"),
+                   value ? value->offset() : _object.offset());
+}
+
+std::optional<std::string> Fields::optional_text(std::string_view name) const {
+  const std::optional<JsonValue> value = find(name);
+  if (!value) return std::nullopt;
+  if (!value->is_string()) refuse(name, "text", *value);
+  return text::to_valid_utf8(value->string());
+}
+
+std::string Fields::text(std::string_view name) const {
+  std::optional<std::string> value = optional_text(name);
+  if (!value) refuse_missing(name, "text");
+  return *std::move(value);
+}
+
+std::optional<bool> Fields::optional_boolean(std::string_view name) const {
+  const std::optional<JsonValue> value = find(name);
+  if (!value) return std::nullopt;
+  if (!value->boolean()) refuse(name, "true, false or null", *value);
+  return value->boolean();
+}
+
+std::optional<std::int64_t> Fields::optional_integer(std::string_view name) const {
+  const std::optional<JsonValue> value = find(name);
+  if (!value) return std::nullopt;
+  const std::string_view digits = value->raw();
+  std::int64_t number = 0;
+  const auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (!value->is_number() || error != std::errc{} || stop != digits.data() + digits.size()) {
+    refuse(name, "a whole number", *value);
+  }
+  return number;
+}
+
+std::optional<NormalizedPrice> Fields::optional_price(std::string_view name) const {
+  const std::optional<JsonValue> value = find(name);
+  if (!value) return std::nullopt;
+  if (!value->is_object()) refuse(name, "an object with \"raw\", \"amount\" and \"currency\"", *value);
+  const Fields price(*value, "", _prefix + std::string(name) + ".");
+  const std::optional<JsonValue> amount = price.find("amount");
+  if (!amount) price.refuse_missing("amount", "a number");
+  if (!amount->is_number() || !std::isfinite(*amount->number())) price.refuse("amount", "a finite number", *amount);
+  return NormalizedPrice{.raw = price.optional_text("raw").value_or(""),
+                         .amount = *amount->number(),
+                         .currency = price.optional_text("currency").value_or("")};
+}
+
+}  // namespace quillmere::cli

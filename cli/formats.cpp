@@ -1,0 +1,57 @@
+#include "cli/formats.hpp"
+
+#include <array>
+#include <vector>
+
+#include "cli/errors.hpp"
+#include "cli/words.hpp"
+
+#include "quillmere/commerce/export.hpp"
+
+namespace quillmere::cli {
+namespace {
+
+std::string json_text(const CommerceIntelligence& result) {
+  return result.model_dump_json(2, true);
+}
+
+/// One item a line, in the form that the JSON export gives it.
+std::string jsonl_text(const CommerceIntelligence& result) {
+  std::string lines;
+  for (const EnrichedCommerceMatch& item : result.items) lines += model_dump_json(item, std::nullopt, true) + '\n';
+  return lines;
+}
+
+constexpr auto FORMATS = std::to_array<FormatRow>({
+    {"json", ".json", json_text},
+    {"csv", ".csv", commerce::commerce_to_csv},
+    {"jsonl", ".jsonl", jsonl_text},
+});
+
+}  // namespace
+
+std::span<const FormatRow> formats() {
+  return FORMATS;
+}
+
+Destination destination(const std::optional<std::string>& output, const std::optional<std::string>& format) {
+  Destination result{output, &FORMATS.front()};
+  if (output == "-") result.path.reset();
+  for (const FormatRow& row : FORMATS) {
+    if (format ? row.name == *format : result.path && result.path->ends_with(row.ending)) {
+      result.format = &row;
+      return result;
+    }
+  }
+  if (!result.path) return result;
+  std::vector<std::string_view> endings;
+  std::vector<std::string_view> names;
+  for (const FormatRow& row : FORMATS) {
+    endings.push_back(row.ending);
+    names.push_back(row.name);
+  }
+  throw ToolError(MISUNDERSTOOD, "--output: expected a file that ends in " + listed(endings) + ", got " +
+                                     in_quotes(*result.path) + "; or say -f " + listed(names));
+}
+
+}  // namespace quillmere::cli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "quillmere/models.hpp"
+
+/// The forms in which a result can be written.
+namespace quillmere::cli {
+
+struct FormatRow {
+  std::string_view name;    ///< as -f takes it
+  std::string_view ending;  ///< of files that hold it
+  std::string (*text)(const CommerceIntelligence& result);
+};
+
+[[nodiscard]] std::span<const FormatRow> formats();
+
+/// One place that a result goes to.
+struct Destination {
+  std::optional<std::string> path;  ///< absent for standard output
+  const FormatRow* format;
+};
+
+/// The destination that `output` ("-" or absent: standard output) and `format` (a name, when one was given) ask for.
+/// Throws ToolError MISUNDERSTOOD when the ending says nothing and no format was given.
+[[nodiscard]] Destination destination(const std::optional<std::string>& output,
+                                      const std::optional<std::string>& format);
+
+}  // namespace quillmere::cli
