@@ -1,8 +1,9 @@
 #include "quillmere/text/json.hpp"
 
 #include <algorithm>
-#include <cstring>
+#include <cstdlib>
 #include <limits>
+#include <new>
 
 #include "quillmere/text/json_scan_internal.hpp"
 
@@ -11,6 +12,7 @@ namespace {
 
 using json_internal::Entry;
 using json_internal::Scanning;
+using json_internal::Tape;
 
 constexpr unsigned MAX_DEPTH = 1024;
 constexpr std::size_t MAX_TEXT = std::numeric_limits<std::uint32_t>::max();
@@ -24,18 +26,13 @@ bool is_hexadecimal(char c) {
   return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-/// Where the entries go; grows by doubling.
-struct Tape {
-  std::unique_ptr<Entry[]>& entries;
-  std::size_t& capacity;
-};
-
-// Out of line, and on a tape of its own, so that the reader's own state can stay in registers.
-[[gnu::noinline]] Entry* grow(Tape tape, std::size_t used, std::size_t least) {
+/// Out of line, and unaware of the reader, whose own state can so stay in registers.
+[[gnu::noinline]] Entry* grow(Tape& tape, std::size_t least) {
   const std::size_t capacity = std::max(2 * tape.capacity, least);
-  auto entries = std::make_unique_for_overwrite<Entry[]>(capacity);
-  if (used != 0) std::memcpy(entries.get(), tape.entries.get(), used * sizeof(Entry));
-  tape.entries = std::move(entries);
+  void* const grown = std::realloc(tape.entries.get(), capacity * sizeof(Entry));
+  if (grown == nullptr) throw std::bad_alloc();
+  static_cast<void>(tape.entries.release());
+  tape.entries.reset(static_cast<Entry*>(grown));
   tape.capacity = capacity;
   return tape.entries.get();
 }
@@ -45,15 +42,19 @@ struct Tape {
 template <class Scan>
 class TapeReader {
  public:
-  TapeReader(std::string_view text, Tape tape) noexcept
-      : _begin(text.data()), _p(text.data()), _end(text.data() + text.size()), _tape(tape) {}
+  TapeReader(std::string_view text, Tape& tape) noexcept
+      : _begin(text.data()),
+        _p(text.data()),
+        _end(text.data() + text.size()),
+        _tape(tape),
+        _entries(tape.entries.get()) {}
 
   /// Writes the tape; null, or the message of the fault at `fault_offset`.
   [[nodiscard]] const char* read() {
-    if (_tape.capacity == 0) grow(_tape, 0, 32 + static_cast<std::size_t>(_end - _begin) / 32);
+    if (_tape.capacity == 0) _entries = grow(_tape, 32 + static_cast<std::size_t>(_end - _begin) / 32);
     _skip_whitespace();
     for (;;) {
-      if (_used == _tape.capacity) grow(_tape, _used, 0);
+      if (_used == _tape.capacity) _entries = grow(_tape, 0);
       if (_in_object && !_read_key()) return _message;
       const auto step = _read_value();
       if (step == Step::failed) return _message;
@@ -71,6 +72,10 @@ class TapeReader {
   bool _fail(const char* message) noexcept {
     _message = message;
     return false;
+  }
+  Step _refuse(const char* message) noexcept {
+    _message = message;
+    return Step::failed;
   }
 
   void _skip_whitespace() noexcept {
@@ -176,12 +181,12 @@ class TapeReader {
   [[nodiscard]] Step _end_scalar(bool well_formed, std::uint32_t begin, JsonKind kind, bool has_escapes = false) {
     if (!well_formed) return Step::failed;
     const auto flags = static_cast<std::uint8_t>(_key_flags | (has_escapes ? json_internal::VALUE_HAS_ESCAPES : 0));
-    _tape.entries[_used++] = {_key_begin, _key_end, begin, _offset(), 1, kind, flags};
+    _entries[_used++] = {_key_begin, _key_end, begin, _offset(), 1, kind, flags};
     return Step::value_ended;
   }
 
   [[nodiscard]] Step _read_value() noexcept {
-    if (_p == _end) return _fail("expected a value"), Step::failed;
+    if (_p == _end) return _refuse("expected a value");
     const std::uint32_t begin = _offset();
     switch (*_p) {
       case '"': {
@@ -212,16 +217,16 @@ class TapeReader {
       case '9':
         return _end_scalar(_read_number(), begin, JsonKind::number);
       case '\xEF':
-        return _fail(begin == 0 ? "expected a value, got a byte-order mark" : "expected a value"), Step::failed;
+        return _refuse(begin == 0 ? "expected a value, got a byte-order mark" : "expected a value");
       default:
-        return _fail("expected a value"), Step::failed;
+        return _refuse("expected a value");
     }
   }
 
   [[nodiscard]] Step _open(JsonKind kind) noexcept {
-    if (_depth == MAX_DEPTH) return _fail("nested deeper than 1024 levels"), Step::failed;
+    if (_depth == MAX_DEPTH) return _refuse("nested deeper than 1024 levels");
     ++_depth;
-    _tape.entries[_used] = {_key_begin, _key_end, _offset(), 0, _open_index, kind, _key_flags};
+    _entries[_used] = {_key_begin, _key_end, _offset(), 0, _open_index, kind, _key_flags};
     _open_index = static_cast<std::uint32_t>(_used++);
     ++_p;
     _in_object = kind == JsonKind::object;
@@ -234,13 +239,13 @@ class TapeReader {
 
   void _close() noexcept {
     ++_p;
-    Entry& closed = _tape.entries[_open_index];
+    Entry& closed = _entries[_open_index];
     const std::uint32_t parent = closed.span;
     closed.span = static_cast<std::uint32_t>(_used) - _open_index;
     closed.end = _offset();
     _open_index = parent;
     --_depth;
-    _in_object = _depth != 0 && _tape.entries[parent].kind == JsonKind::object;
+    _in_object = _depth != 0 && _entries[parent].kind == JsonKind::object;
     _key_begin = _key_end = _key_flags = 0;
   }
 
@@ -265,7 +270,8 @@ class TapeReader {
   const char* const _begin;
   const char* _p;
   const char* const _end;
-  Tape _tape;
+  Tape& _tape;
+  Entry* _entries;
   const char* _message = nullptr;
   std::size_t _used = 0;
   unsigned _depth = 0;
@@ -277,7 +283,7 @@ class TapeReader {
 };
 
 template <class Scan>
-JsonError read_tape(std::string_view text, Tape tape) {
+JsonError read_tape(std::string_view text, Tape& tape) {
   TapeReader<Scan> reader(text, tape);
   const char* const message = reader.read();
   if (message == nullptr) return {};
@@ -292,11 +298,8 @@ bool json_internal::read(JsonDocument& document, std::string_view text, Scanning
     document._error = {MAX_TEXT, "text of 4 GiB or more"};
     return false;
   }
-  if (document._capacity > MAX_KEPT_ENTRIES && text.size() < document._capacity) {
-    document._tape.reset();
-    document._capacity = 0;
-  }
-  const Tape tape{document._tape, document._capacity};
+  Tape& tape = document._tape;
+  if (tape.capacity > MAX_KEPT_ENTRIES && text.size() < tape.capacity) tape = {};
   document._error =
       scanning == Scanning::fastest ? read_tape<FastestScan>(text, tape) : read_tape<PortableScan>(text, tape);
   return document._error.message.empty();

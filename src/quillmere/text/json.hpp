@@ -2,12 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 /// Reading JSON that others wrote: shop pages, crawled files, the tool's input.
 ///
@@ -59,6 +59,15 @@ struct Entry {
   std::uint32_t span;  ///< entries from this one to its next sibling (while a container is open: its parent)
   JsonKind kind;
   std::uint8_t flags;
+};
+
+struct Free {
+  void operator()(Entry* entries) const noexcept { std::free(entries); }
+};
+
+struct Tape {
+  std::unique_ptr<Entry[], Free> entries;  ///< by malloc, which can grow a large block without a copy
+  std::size_t capacity = 0;
 };
 
 enum class Scanning : std::uint8_t { fastest, portable };
@@ -166,9 +175,10 @@ struct JsonError {
 /// values of several texts at a time keeps several documents.
 class JsonDocument {
  public:
-  JsonDocument() = default;
+  JsonDocument() noexcept;
   JsonDocument(const JsonDocument&) = delete;
   JsonDocument& operator=(const JsonDocument&) = delete;
+  ~JsonDocument();
 
   /// The value that `text` holds, whitespace (space, tab, line feed, carriage return) around it passed over. Absent,
   /// with `error` saying why, when it is no JSON. Ends the values of the text that was read before.
@@ -179,7 +189,7 @@ class JsonDocument {
   [[nodiscard]] const JsonError& error() const noexcept { return _error; }
 
   /// The value of the last `read`; only after one that gave a value.
-  [[nodiscard]] JsonValue root() noexcept { return {_tape.get(), this}; }
+  [[nodiscard]] JsonValue root() noexcept { return {_tape.entries.get(), this}; }
 
  private:
   template <class Item>
@@ -187,10 +197,7 @@ class JsonDocument {
   friend class JsonValue;
   friend bool json_internal::read(JsonDocument&, std::string_view, json_internal::Scanning);
 
-  struct KeySlot {
-    std::uint32_t hash;
-    std::uint32_t distance;  // from the object's entry to the member's; 0 is free
-  };
+  struct KeyTables;
 
   [[nodiscard]] std::string_view _slice(std::uint32_t begin, std::uint32_t end) const noexcept {
     return {_text.data() + begin, end - begin};
@@ -201,13 +208,12 @@ class JsonDocument {
   void _settle_keys(json_internal::Entry& object);
   [[nodiscard]] bool _may_repeat_keys(const json_internal::Entry& object) const noexcept;
   void _mark_repeated_keys(json_internal::Entry& object);
+  [[nodiscard]] std::string_view _decoded_key(const json_internal::Entry& member);
 
   std::string_view _text;
-  std::unique_ptr<json_internal::Entry[]> _tape;
-  std::size_t _capacity = 0;
+  json_internal::Tape _tape;
   JsonError _error;
-  std::vector<KeySlot> _key_slots;
-  std::string _decoded_key;
+  std::unique_ptr<KeyTables> _key_tables;  // once an object needed them
 };
 
 /// What an array (of JsonValue) or an object (of JsonMember) holds, to iterate.

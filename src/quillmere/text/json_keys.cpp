@@ -1,11 +1,16 @@
-// Which keys of an object are repeated. Most objects are small and repeat none: a bit filter over cheap hashes tells so
-// without a look at the keys' text. The others go through a hash table.
+// Which keys of an object are repeated. Most objects are small and repeat none: a filter over a few bytes of each key
+// tells so. The others go through a filter over a hash of the whole key, and what is left through a hash table.
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
 
 #include "quillmere/text/json.hpp"
 
@@ -16,6 +21,8 @@ using json_internal::Entry;
 
 constexpr std::size_t FILTER_BITS = 1024;
 constexpr std::size_t MAX_FILTERED_MEMBERS = 64;
+// Working memory for more members, or a longer key, than this is given back at once: only a hostile page needs it.
+constexpr std::size_t MAX_KEPT = std::size_t{1} << 14;
 
 template <class Word>
 Word load(const char* bytes) noexcept {
@@ -44,55 +51,98 @@ std::size_t filter_bit(std::string_view key) noexcept {
   return static_cast<std::size_t>((mixed * 0x9E3779B97F4A7C15U) >> 54);
 }
 
-/// SipHash-1-3 (Aumasson and Bernstein, "SipHash: a fast short-input PRF"): a page that does not know `secret` cannot
-/// choose keys that collide.
-class SipHash {
+/// The key's bytes as a polynomial over the prime 2^61 - 1, at a point that a page cannot know: two keys of n bytes
+/// collide for at most n/7 + 1 of the points, so no page can choose keys that collide (Carter and Wegman, "Universal
+/// classes of hash functions").
+class KeyHash {
  public:
-  explicit SipHash(std::uint64_t secret) noexcept : _secret(secret) {}
+  explicit KeyHash(std::uint64_t secret) noexcept : _point((secret * 0x9E3779B97F4A7C15U >> 3) | 1) {}
 
-  [[nodiscard]] std::uint64_t operator()(std::string_view text) const noexcept {
-    State state{_secret ^ 0x736F6D6570736575U, ~_secret ^ 0x646F72616E646F6DU, _secret ^ 0x6C7967656E657261U,
-                ~_secret ^ 0x7465646279746573U};
-    std::uint64_t last = static_cast<std::uint64_t>(text.size()) << 56;
-    for (; text.size() >= 8; text.remove_prefix(8)) _absorb(state, load<std::uint64_t>(text.data()));
-    for (std::size_t i = 0; i < text.size(); ++i) {
-      last |= static_cast<std::uint64_t>(static_cast<unsigned char>(text[i])) << (8 * i);
-    }
-    _absorb(state, last);
-    state[2] ^= 0xFF;
-    for (int round = 0; round < 3; ++round) _round(state);
-    return state[0] ^ state[1] ^ state[2] ^ state[3];
+  [[nodiscard]] std::uint32_t operator()(std::string_view key) const noexcept {
+    std::uint64_t sum = key.size() + 1;
+    for (; key.size() > 7; key.remove_prefix(7)) sum = _times_point(sum + (load<std::uint64_t>(key.data()) & CHUNK));
+    std::uint64_t last = 0;
+    for (const char c : key) last = last << 8 | static_cast<unsigned char>(c);
+    return static_cast<std::uint32_t>(_times_point(_times_point(sum + last)));
   }
 
  private:
-  using State = std::array<std::uint64_t, 4>;
+  __extension__ using Product = unsigned __int128;
+  static constexpr std::uint64_t PRIME = (std::uint64_t{1} << 61) - 1;
+  static constexpr std::uint64_t CHUNK = (std::uint64_t{1} << 56) - 1;  // seven bytes
 
-  static void _absorb(State& state, std::uint64_t word) noexcept {
-    state[3] ^= word;
-    _round(state);
-    state[0] ^= word;
+  [[nodiscard]] std::uint64_t _times_point(std::uint64_t factor) const noexcept {
+    const Product product = Product{factor} * _point;
+    const std::uint64_t folded =
+        static_cast<std::uint64_t>(product & PRIME) + static_cast<std::uint64_t>(product >> 61);
+    return (folded & PRIME) + (folded >> 61);
   }
 
-  static void _round(State& v) noexcept {
-    v[0] += v[1];
-    v[2] += v[3];
-    v[1] = std::rotl(v[1], 13) ^ v[0];
-    v[3] = std::rotl(v[3], 16) ^ v[2];
-    v[0] = std::rotl(v[0], 32);
-    v[2] += v[1];
-    v[0] += v[3];
-    v[1] = std::rotl(v[1], 17) ^ v[2];
-    v[3] = std::rotl(v[3], 21) ^ v[0];
-    v[2] = std::rotl(v[2], 32);
-  }
-
-  std::uint64_t _secret;
+  std::uint64_t _point;
 };
+
+bool has_bit(std::span<const std::uint64_t> bits, std::size_t bit) noexcept {
+  return (bits[bit / 64] >> (bit % 64) & 1) != 0;
+}
+
+void set_bit(std::span<std::uint64_t> bits, std::size_t bit) noexcept {
+  bits[bit / 64] |= std::uint64_t{1} << (bit % 64);
+}
 
 }  // namespace
 
+/// Working memory for the objects that the small filter does not settle.
+struct JsonDocument::KeyTables {
+  struct Slot {
+    std::uint32_t hash;
+    std::uint32_t distance;  // from the object's entry to the member's; 0 is free
+  };
+
+  std::vector<std::uint32_t> hashes;     // of each member
+  std::vector<std::uint64_t> seen;       // bits: some member's hash
+  std::vector<std::uint64_t> suspected;  // bits: perhaps several members' hash
+  std::vector<Slot> slots;               // the suspected members
+  std::size_t mask = 0;                  // of a hash, for its bit
+  std::string decoded;
+
+  /// Fills the bits from the hashes and frees the slots; the number of suspected members. A few bits a member are
+  /// cheaper than a hash table of all of them, and most large objects, too, repeat no key.
+  std::size_t suspect() {
+    const std::size_t bits = std::clamp(std::bit_ceil(16 * hashes.size()), std::size_t{64}, std::size_t{1} << 32);
+    mask = bits - 1;
+    seen.assign(bits / 64, 0);
+    suspected.assign(bits / 64, 0);
+    for (const std::uint32_t hash : hashes) {
+      if (has_bit(seen, hash & mask)) set_bit(suspected, hash & mask);
+      set_bit(seen, hash & mask);
+    }
+    const auto suspects = static_cast<std::size_t>(
+        std::count_if(hashes.begin(), hashes.end(), [this](std::uint32_t hash) { return is_suspected(hash); }));
+    slots.assign(std::bit_ceil(2 * suspects), Slot{0, 0});
+    return suspects;
+  }
+
+  [[nodiscard]] bool is_suspected(std::uint32_t hash) const noexcept { return has_bit(suspected, hash & mask); }
+
+  /// The slot of the member that `is_same` tells by its distance, or a free one.
+  template <class IsSame>
+  Slot& slot_of(std::uint32_t hash, IsSame is_same) noexcept {
+    for (std::size_t at = hash;; ++at) {
+      Slot& slot = slots[at & (slots.size() - 1)];
+      if (slot.distance == 0 || (slot.hash == hash && is_same(slot.distance))) return slot;
+    }
+  }
+};
+
+JsonDocument::JsonDocument() noexcept = default;
+JsonDocument::~JsonDocument() = default;
+
 void JsonDocument::_settle_keys(Entry& object) {
-  if (_may_repeat_keys(object)) _mark_repeated_keys(object);
+  if (_may_repeat_keys(object)) {
+    if (!_key_tables) _key_tables = std::make_unique<KeyTables>();
+    _mark_repeated_keys(object);
+    if (std::max(_key_tables->hashes.size(), _key_tables->decoded.size()) > MAX_KEPT) _key_tables.reset();
+  }
   object.flags |= json_internal::KEYS_SETTLED;
 }
 
@@ -104,47 +154,46 @@ bool JsonDocument::_may_repeat_keys(const Entry& object) const noexcept {
     if (++members > MAX_FILTERED_MEMBERS) return true;
     if ((member->flags & json_internal::KEY_HAS_ESCAPES) != 0) return true;
     const std::size_t bit = filter_bit(_slice(member->key_begin, member->key_end));
-    const std::uint64_t mask = std::uint64_t{1} << (bit % 64);
-    if ((filter[bit / 64] & mask) != 0) return true;
-    filter[bit / 64] |= mask;
+    if (has_bit(filter, bit)) return true;
+    set_bit(filter, bit);
   }
   return false;
 }
 
-void JsonDocument::_mark_repeated_keys(Entry& object) {
-  std::size_t members = 0;
-  Entry* const end = &object + object.span;
-  for (Entry* member = &object + 1; member != end; member += member->span) ++members;
-  _key_slots.assign(std::bit_ceil(2 * members), KeySlot{0, 0});
-  const std::size_t mask = _key_slots.size() - 1;
-  // Address space randomisation makes the addresses unknown to the page.
-  const SipHash hash_of(std::rotl(reinterpret_cast<std::uintptr_t>(_tape.get()), 32) ^
-                        reinterpret_cast<std::uintptr_t>(this));
+std::string_view JsonDocument::_decoded_key(const Entry& member) {
+  const JsonString key = _key(member);
+  if (!key.has_escapes()) return key.raw();
+  _key_tables->decoded.clear();
+  key.append_to(_key_tables->decoded);
+  return _key_tables->decoded;
+}
 
+void JsonDocument::_mark_repeated_keys(Entry& object) {
+  KeyTables& tables = *_key_tables;
+  // Address space randomisation makes the addresses unknown to the page.
+  const KeyHash hash_of(std::rotl(reinterpret_cast<std::uintptr_t>(&object), 32) ^
+                        reinterpret_cast<std::uintptr_t>(this));
+  tables.hashes.clear();
+  Entry* const end = &object + object.span;
   for (Entry* member = &object + 1; member != end; member += member->span) {
-    const JsonString key = _key(*member);
-    std::string_view text = key.raw();
-    if (key.has_escapes()) {
-      _decoded_key.clear();
-      key.append_to(_decoded_key);
-      text = _decoded_key;
-    }
-    const auto hash = static_cast<std::uint32_t>(hash_of(text));
+    tables.hashes.push_back(hash_of(_decoded_key(*member)));
+  }
+  if (tables.suspect() == 0) return;
+
+  auto hash = tables.hashes.begin();
+  for (Entry* member = &object + 1; member != end; member += member->span, ++hash) {
+    if (!tables.is_suspected(*hash)) continue;
+    const std::string_view key = _decoded_key(*member);
     const auto distance = static_cast<std::uint32_t>(member - &object);
-    for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
-      KeySlot& candidate = _key_slots[slot];
-      if (candidate.distance == 0) {
-        candidate = {hash, distance};
-        break;
-      }
-      Entry& first = (&object)[candidate.distance];
-      if (candidate.hash == hash && _key(first) == text) {
-        first.flags |= json_internal::SUPERSEDED;
-        first.begin = distance - candidate.distance;
-        member->flags |= json_internal::KEY_REPEATED;
-        break;
-      }
+    auto& slot = tables.slot_of(*hash, [&](std::uint32_t other) { return _key((&object)[other]) == key; });
+    if (slot.distance == 0) {
+      slot = {*hash, distance};
+      continue;
     }
+    Entry& first = (&object)[slot.distance];
+    first.flags |= json_internal::SUPERSEDED;
+    first.begin = distance - slot.distance;
+    member->flags |= json_internal::KEY_REPEATED;
   }
 }
 
