@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/json_tree.hpp"
 #include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -14,7 +15,6 @@ namespace quillmere::text {
 namespace {
 
 using json_internal::Scanning;
-using Json = nlohmann::ordered_json;
 
 constexpr Scanning SCANNINGS[] = {Scanning::fastest, Scanning::portable};
 
@@ -22,30 +22,6 @@ std::string repeat(std::string_view piece, std::size_t times) {
   std::string out;
   for (std::size_t i = 0; i < times; ++i) out += piece;
   return out;
-}
-
-/// The tree as this reader gives it, numbers by their written form: what another reader's tree is compared with.
-Json tree_of(JsonValue value) {
-  Json tree;
-  switch (value.kind()) {
-    case JsonKind::object:
-      tree = Json::object();
-      for (const JsonMember member : value.members()) tree[member.key.decoded()] = tree_of(member.value);
-      return tree;
-    case JsonKind::array:
-      tree = Json::array();
-      for (const JsonValue element : value.elements()) tree.push_back(tree_of(element));
-      return tree;
-    case JsonKind::string:
-      return value.string();
-    case JsonKind::number:
-      return Json::parse(value.raw());
-    case JsonKind::boolean:
-      return *value.boolean();
-    case JsonKind::null:
-      break;
-  }
-  return nullptr;
 }
 
 struct DocumentCase {
@@ -311,7 +287,7 @@ TEST(JsonDocumentRead, AgreesWithAnotherReaderOnGeneratedTexts) {
     for (const Scanning scanning : SCANNINGS) {
       ASSERT_EQ(json_internal::read(document, text, scanning), is_json) << text;
       if (!is_json) continue;
-      ASSERT_EQ(tree_of(document.root()), Json::parse(text)) << text;
+      ASSERT_EQ(tree_of(document.root()), nlohmann::ordered_json::parse(text)) << text;
       ++accepted;
     }
   }
