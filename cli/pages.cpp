@@ -27,7 +27,7 @@ InputFile seekable(InputFile file) {
   const int descriptor = spool == nullptr ? -1 : ::dup(::fileno(spool));
   if (descriptor < 0) throw ToolError(FAILED, file.name() + ": cannot keep a copy: " + system_text(errno));
   std::fclose(spool);
-  std::array<char, 1 << 16> buffer;
+  std::array<char, 1 << 16> buffer{};
   while (const std::size_t count = file.read(buffer.data(), buffer.size())) {
     write_all(descriptor, {buffer.data(), count}, "temporary file");
   }

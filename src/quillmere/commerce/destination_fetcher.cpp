@@ -11,7 +11,6 @@
 
 #include <boost/asio/any_completion_handler.hpp>
 #include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/associated_cancellation_slot.hpp>
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/bind_cancellation_slot.hpp>
@@ -186,9 +185,10 @@ struct StartBatch {
     // No copy of it stays here: the waiting coroutine must not own what owns it.
     const auto batch = std::make_shared<Batch>(boost::asio::get_associated_executor(handler), std::move(urls),
                                                std::move(sem), timeout, std::move(options));
-    auto slot = boost::asio::get_associated_cancellation_slot(handler);
-    if (slot.is_connected()) slot.template emplace<CancelBatch>(CancelBatch{batch});
-    batch->start(Batch::Handler(std::forward<Handler>(handler)));
+    Batch::Handler waiter(std::forward<Handler>(handler));
+    auto slot = waiter.get_cancellation_slot();
+    if (slot.is_connected()) slot.emplace<CancelBatch>(CancelBatch{batch});
+    batch->start(std::move(waiter));
   }
 };
 

@@ -11,7 +11,6 @@
 
 #include <boost/asio/any_completion_handler.hpp>
 #include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/associated_cancellation_slot.hpp>
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/error.hpp>
@@ -128,9 +127,9 @@ struct Semaphore::Enter {
     waiter->executor = http::internal::without_strand(turn);
     waiter->state = state;
     waiter->room = &boost::asio::use_service<WaitingRoom>(boost::asio::query(turn, boost::asio::execution::context));
-    auto cancellation = boost::asio::get_associated_cancellation_slot(handler);
-    if (cancellation.is_connected()) cancellation.template emplace<Cancel>(Cancel{waiter});
     Waiter::Handler(std::forward<Handler>(handler)).swap(waiter->handler);
+    auto cancellation = waiter->handler.get_cancellation_slot();
+    if (cancellation.is_connected()) cancellation.emplace<Cancel>(Cancel{waiter});
     waiter->room->enter(waiter);
     {
       const std::lock_guard lock(state->mutex);

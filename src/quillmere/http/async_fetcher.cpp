@@ -5,7 +5,6 @@
 #include <system_error>
 #include <utility>
 
-#include <boost/asio/associated_cancellation_slot.hpp>
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/async_result.hpp>
 #include <boost/asio/error.hpp>
@@ -69,9 +68,9 @@ struct BeginTransfer {
       return;
     }
     const auto transfer = std::make_shared<Transfer>(loop->executor(), std::move(url), timeout, std::move(ca_file));
-    auto slot = boost::asio::get_associated_cancellation_slot(handler);
-    if (slot.is_connected()) slot.template emplace<CancelTransfer>(CancelTransfer{loop, transfer});
     Transfer::Handler(std::forward<Handler>(handler)).swap(transfer->handler);
+    auto slot = transfer->handler.get_cancellation_slot();
+    if (slot.is_connected()) slot.emplace<CancelTransfer>(CancelTransfer{loop, transfer});
     loop->start(transfer);
   }
 };

@@ -33,6 +33,10 @@ inline constexpr std::size_t MAX_HEADER_BYTES = std::size_t{256} << 10;
 
 /// What a caller may decide about a fetch.
 struct FetchOptions {
+  // Declared so that this is no aggregate: g++ 12 destroys an aggregate twice that is made within a co_await
+  // expression.
+  FetchOptions() = default;
+
   /// Lets pages be fetched from loopback, private, link-local and other addresses that are not public.
   bool allow_private_networks = false;
 

@@ -44,14 +44,14 @@ void Descriptor::close() noexcept {
 TransferLoop::TransferLoop(const boost::asio::any_io_executor& executor, bool allow_private_networks)
     : _executor(executor),
       _allow_private_networks(allow_private_networks),
-      _events(executor, checked(::epoll_create1(EPOLL_CLOEXEC))),
+      _events(std::in_place, executor, checked(::epoll_create1(EPOLL_CLOEXEC))),
       _alarm(checked(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))),
       _multi(curl_multi_init()) {
   if (!_multi) throw std::bad_alloc();
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.fd = _alarm.get();
-  checked(::epoll_ctl(_events.native_handle(), EPOLL_CTL_ADD, _alarm.get(), &event));
+  checked(::epoll_ctl(_events->native_handle(), EPOLL_CTL_ADD, _alarm.get(), &event));
   _idle.reserve(MAX_IDLE_HANDLES);
   curl_multi_setopt(_multi.get(), CURLMOPT_SOCKETFUNCTION, &TransferLoop::on_socket);
   curl_multi_setopt(_multi.get(), CURLMOPT_SOCKETDATA, this);
@@ -84,7 +84,7 @@ void TransferLoop::stop(const std::shared_ptr<Transfer>& transfer, FetchReason r
     if (!transfer->active) return;
     transfer->conclude(CURLE_OK, reason);
     detach(*transfer);
-    if (_active.empty()) _events.cancel();
+    if (_active.empty()) _events->cancel();
   }
   transfer->deliver(false);
 }
@@ -102,8 +102,7 @@ void TransferLoop::shut_down() {
     }
     _idle.clear();
     _multi.reset();
-    boost::system::error_code ignored;
-    _events.close(ignored);
+    _events.reset();
     _alarm.close();
   }
   // Destroying a handler destroys the coroutine that waits, and so runs a caller's destructors.
@@ -151,7 +150,7 @@ bool TransferLoop::begin(const std::shared_ptr<Transfer>& transfer) {
 
 void TransferLoop::drive_sockets() {
   std::array<epoll_event, MAX_EVENTS> events{};
-  const int count = ::epoll_wait(_events.native_handle(), events.data(), MAX_EVENTS, 0);
+  const int count = ::epoll_wait(_events->native_handle(), events.data(), MAX_EVENTS, 0);
   for (int i = 0; i < count; ++i) {
     const epoll_event& event = events[static_cast<std::size_t>(i)];
     if (event.data.fd == _alarm.get()) {
@@ -207,8 +206,8 @@ void TransferLoop::rest() {
   set_alarm();
   if (_active.empty() || _is_waiting) return;
   _is_waiting = true;
-  _events.async_wait(boost::asio::posix::stream_descriptor::wait_read,
-                     [this](const boost::system::error_code&) { on_ready(); });
+  _events->async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                      [this](const boost::system::error_code&) { on_ready(); });
 }
 
 void TransferLoop::set_alarm() {
@@ -231,7 +230,7 @@ Easy TransferLoop::take_easy() {
 
 int TransferLoop::on_socket(CURL*, curl_socket_t socket, int what, void* user, void* known) noexcept {
   TransferLoop& loop = *static_cast<TransferLoop*>(user);
-  const int set = loop._events.native_handle();
+  const int set = loop._events->native_handle();
   if (what == CURL_POLL_REMOVE) {
     ::epoll_ctl(set, EPOLL_CTL_DEL, socket, nullptr);
     return 0;

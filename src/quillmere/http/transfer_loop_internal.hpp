@@ -83,8 +83,9 @@ class TransferLoop {
   std::mutex _mutex;
   boost::asio::any_io_executor _executor;
   const bool _allow_private_networks;
-  boost::asio::posix::stream_descriptor _events;  // the epoll set
-  Descriptor _alarm;                              // the timerfd in it
+  // The epoll set; absent once shut down, for Asio deletes the service behind it before this loop.
+  std::optional<boost::asio::posix::stream_descriptor> _events;
+  Descriptor _alarm;  // the timerfd in it
   std::unique_ptr<CURLM, MultiCleanup> _multi;
   std::vector<std::shared_ptr<Transfer>> _active;
   std::vector<Easy> _idle;

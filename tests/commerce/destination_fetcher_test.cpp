@@ -1,0 +1,236 @@
+#include "quillmere/commerce/destination_fetcher.hpp"
+
+#include <algorithm>
+#include <map>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/fetching.hpp"
+#include "tests/support/loopback_server.hpp"
+#include "tests/support/row_name.hpp"
+#include <gtest/gtest.h>
+
+#include "quillmere/commerce/destination_fetcher_internal.hpp"
+
+namespace quillmere::commerce {
+namespace {
+
+using namespace std::chrono_literals;
+using namespace std::string_literals;
+using http::FetchOptions;
+using http::FetchReason;
+using testing::answer;
+using testing::late;
+using testing::LoopbackServer;
+using testing::on_loopback;
+using testing::Script;
+using testing::silent;
+using testing::Stopwatch;
+
+HtmlMap fetch_many(std::vector<std::string> urls, std::optional<int> max_workers = std::nullopt, int timeout = 1,
+                   FetchOptions options = on_loopback()) {
+  return testing::run(
+      ScraplingDestinationFetcher::fetch_many(std::move(urls), max_workers, timeout, std::move(options)));
+}
+
+std::vector<std::string> numbered(const LoopbackServer& server, int count) {
+  std::vector<std::string> urls;
+  for (int i = 0; i < count; ++i) urls.push_back(server.url("/page?" + std::to_string(i)));
+  return urls;
+}
+
+TEST(Concurrency, FollowsWorkersThenProcessors) {
+  struct Row {
+    std::optional<int> max_workers;
+    unsigned processors;
+    int expected;
+  };
+  for (const Row& row : {Row{{}, 0, 16}, Row{{}, 1, 4}, Row{{}, 2, 8}, Row{{}, 4, 16}, Row{{}, 6, 24}, Row{{}, 7, 28},
+                         Row{{}, 8, 32}, Row{{}, 9, 32}, Row{{}, 4'000'000'000U, 32}, Row{0, 2, 8}, Row{0, 0, 16},
+                         Row{1, 8, 1}, Row{100, 1, 100}, Row{-1, 8, -1}}) {
+    EXPECT_EQ(internal::concurrency_of(row.max_workers, row.processors), row.expected)
+        << row.max_workers.value_or(-99) << " workers, " << row.processors << " processors";
+  }
+}
+
+struct TextCase {
+  const char* name;
+  Script script;
+  std::optional<std::string> expected;
+};
+void PrintTo(const TextCase& row, std::ostream* out) {
+  *out << row.name;
+}
+
+class PageText : public ::testing::TestWithParam<TextCase> {};
+
+TEST_P(PageText, IsTheBodyReadAsUtf8) {
+  LoopbackServer server;
+  server.on("/", GetParam().script);
+  const HtmlMap pages = fetch_many({server.url("/")});
+  EXPECT_EQ(*pages.find(server.url("/")), GetParam().expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bodies, PageText,
+    ::testing::ValuesIn<TextCase>({
+        {"utf8", answer(200, "\u20ac 5"), "\u20ac 5"},
+        {"not_found_with_a_body", answer(404, "gone"), "gone"},
+        {"error_with_a_body", answer(500, "broken"), "broken"},
+        {"image", answer(200, "\x89PNG\r\n\x1a\n\0\xff"s, {{"Content-Type", "image/png"}}),
+         "\ufffdPNG\r\n\x1a\n\0\ufffd"s},
+        {"invalid_bytes_one_for_each_maximal_part", answer(200, "a\xe2\x82z\xf0\x9f\x98\xff"), "a\ufffdz\ufffd\ufffd"},
+        {"latin1_whatever_it_says", answer(200, "caf\xe9s d\xe9j", {{"Content-Type", "text/html; charset=iso-8859-1"}}),
+         "caf\ufffds d\ufffdj"},
+        {"utf16", answer(200, "\xff\xfe<\0"s), "\ufffd\ufffd<\0"s},
+        {"empty_body", answer(200, ""), std::nullopt},
+        {"no_answer", testing::raw(""), std::nullopt},
+        {"not_whole", testing::raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf"), std::nullopt},
+    }),
+    row_name);
+
+TEST(FetchOne, NeedsNoSlotForWhatIsNotHttp) {
+  Semaphore none(0);
+  for (const char* url :
+       {"", "ftp://a.test/", "HTTP://a.test/", "/http", "mailto:http@a.test", " http://a.test/", "htt"}) {
+    std::vector<http::FetchReport> reports;
+    FetchOptions options;
+    options.observer = [&](const http::FetchReport& report) { reports.push_back(report); };
+    const auto page = testing::run(ScraplingDestinationFetcher::fetch_one(url, none, 1, options));
+    EXPECT_EQ(page, HtmlMap::value_type(url, std::nullopt));
+    ASSERT_EQ(reports.size(), 1U) << url;
+    EXPECT_EQ(value(reports[0].reason), value(FetchReason::NOT_HTTP)) << url;
+    EXPECT_EQ(reports[0].url, url);
+  }
+}
+
+TEST(FetchOne, HandsWhateverBeginsWithHttpToTheHttpLayer) {
+  Semaphore sem(1);
+  std::vector<FetchReason> reasons;
+  FetchOptions options;
+  options.observer = [&](const http::FetchReport& report) { reasons.push_back(report.reason); };
+  for (const char* url : {"httpx://a.test/", "httpbin"}) {
+    EXPECT_FALSE(testing::run(ScraplingDestinationFetcher::fetch_one(url, sem, 1, options)).second) << url;
+  }
+  EXPECT_EQ(reasons, (std::vector{FetchReason::UNSUPPORTED_SCHEME, FetchReason::BAD_URL}));
+}
+
+TEST(FetchMany, OfNothingIsNothing) {
+  EXPECT_TRUE(fetch_many({}, -1).empty());
+}
+
+TEST(FetchMany, FetchesEachDistinctUrlOnceAndKeepsTheirOrder) {
+  LoopbackServer server;
+  server.on("/slow", late(200ms, answer(200, "slow")));
+  server.on("/fast", answer(200, "fast"));
+  server.on("/fast/", answer(200, "slash"));
+  const HtmlMap pages = fetch_many({server.url("/slow"), server.url("/fast"), "ftp://a.test/", server.url("/slow"),
+                                    server.url("/fast/"), "ftp://a.test/", server.url("/fast"), ""});
+  const std::vector<HtmlMap::value_type> expected = {{server.url("/slow"), "slow"},
+                                                     {server.url("/fast"), "fast"},
+                                                     {"ftp://a.test/", std::nullopt},
+                                                     {server.url("/fast/"), "slash"},
+                                                     {"", std::nullopt}};
+  EXPECT_EQ(std::vector(pages.begin(), pages.end()), expected);
+  EXPECT_EQ(server.paths().size(), 3U);
+}
+
+TEST(FetchMany, OneWorkerFetchesOneAfterTheOtherInOrder) {
+  LoopbackServer server;
+  server.on("/page", late(5ms, answer(200, "x")));
+  (void)fetch_many(numbered(server, 20), 1);
+  std::vector<std::string> expected;
+  for (int i = 0; i < 20; ++i) expected.push_back("/page?" + std::to_string(i));
+  EXPECT_EQ(server.paths(), expected);
+  EXPECT_EQ(server.peak(), 1);
+  EXPECT_EQ(server.connections(), 1);
+}
+
+TEST(FetchMany, KeepsToItsWorkersAndUsesThemAll) {
+  struct Row {
+    std::optional<int> max_workers;
+    int urls;
+    int peak;
+  };
+  const int usual = internal::concurrency_of(std::nullopt, std::thread::hardware_concurrency());
+  for (const Row& row :
+       {Row{std::nullopt, 3 * usual, usual}, Row{0, 3 * usual, usual}, Row{3, 12, 3}, Row{100, 150, 100}}) {
+    LoopbackServer server;
+    server.on("/page", late(300ms, answer(200, "x")));
+    (void)fetch_many(numbered(server, row.urls), row.max_workers, 5);
+    EXPECT_EQ(server.peak(), row.peak) << row.max_workers.value_or(-1);
+    // A slot that becomes free goes to the next URL of the list.
+    const std::vector<std::string> paths = server.paths();
+    for (int i = 0; i < row.urls; ++i) {
+      const auto place = std::find(paths.begin(), paths.end(), "/page?" + std::to_string(i)) - paths.begin();
+      EXPECT_LT(std::abs(place - i), row.peak) << i;
+    }
+  }
+}
+
+TEST(FetchMany, RefusesANegativeNumberOfWorkersBeforeAnyRequest) {
+  LoopbackServer server;
+  EXPECT_THROW(fetch_many({server.url("/")}, -1), std::invalid_argument);
+  EXPECT_EQ(server.connections(), 0);
+}
+
+TEST(FetchMany, RefusesLoopbackUnlessAllowed) {
+  LoopbackServer server;
+  EXPECT_EQ(*fetch_many({server.url("/")}, {}, 1, FetchOptions()).find(server.url("/")), std::nullopt);
+  EXPECT_EQ(server.connections(), 0);
+}
+
+// Every way to misbehave at once: good pages are unharmed, each slot is freed, the batch ends in time.
+TEST(FetchMany, EndsInTimeWhateverTheServersDo) {
+  LoopbackServer server;
+  const std::map<std::string, Script> bad = {
+      {"/silent", silent()},
+      {"/drip", testing::endless("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n", "x", 200ms)},
+      {"/early", testing::raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n")},
+      {"/reset", testing::reset("HTTP/1.1 200 OK\r\n")},
+      {"/endless", testing::endless("HTTP/1.1 200 OK\r\n\r\n", std::string(1 << 20, 'x'))},
+      {"/loop", testing::redirect("/loop")},
+      {"/slow-loop", late(300ms, testing::redirect("/slow-loop"))},
+      {"/interim", testing::endless("", "HTTP/1.1 100 Go on\r\n\r\n", 10ms)},
+  };
+  for (const auto& [path, script] : bad) server.on(path, script);
+  server.on("/good", answer(200, "good"));
+  std::vector<std::string> urls;
+  for (int round = 0; round < 2; ++round) {
+    for (const auto& [path, script] : bad) {
+      urls.push_back(server.url(path + "?" + std::to_string(round)));
+      urls.push_back(server.url("/good?" + std::to_string(urls.size())));
+    }
+  }
+  int reports = 0;
+  FetchOptions options = on_loopback();
+  options.observer = [&](const http::FetchReport& report) {
+    ++reports;
+    EXPECT_LT(report.milliseconds, 2100) << report.url;
+  };
+  const Stopwatch watch;
+  const HtmlMap pages = fetch_many(urls, 4, 1, options);
+  EXPECT_LT(watch.seconds(), 32 / 4 * (1 + 1));
+  EXPECT_EQ(reports, 32);
+  for (const auto& [url, html] : pages) {
+    EXPECT_EQ(html.has_value(), url.find("/good") != std::string::npos) << url;
+  }
+  EXPECT_TRUE(server.wait_until_idle());
+}
+
+TEST(FetchMany, EightHangingOfSixtyFourEndWithTheLimit) {
+  LoopbackServer server;
+  server.on("/page", answer(200, "x"));
+  server.on("/silent", silent());
+  std::vector<std::string> urls = numbered(server, 56);
+  for (int i = 0; i < 8; ++i) urls.insert(urls.begin() + i * 7, server.url("/silent?" + std::to_string(i)));
+  const Stopwatch watch;
+  const HtmlMap pages = fetch_many(urls, 32, 1);
+  EXPECT_LT(watch.seconds(), 1.5);
+  EXPECT_EQ(std::count_if(pages.begin(), pages.end(), [](const auto& page) { return page.second.has_value(); }), 56);
+}
+
+}  // namespace
+}  // namespace quillmere::commerce

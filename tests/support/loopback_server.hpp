@@ -1,0 +1,117 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+/// A web server on 127.0.0.1 that misbehaves as told: real sockets, one thread a connection.
+namespace quillmere::testing {
+
+class LoopbackServer;
+
+/// One request, and the hands of whoever answers it.
+class Exchange {
+ public:
+  /// Request line and headers as received.
+  std::string head;
+  /// From the request line, query included.
+  std::string path;
+
+  /// False when the client is gone.
+  bool send(std::string_view bytes);
+  /// Waits; false when the client is gone or the server ends before that.
+  bool wait(std::chrono::milliseconds time);
+  /// The connection is closed when the script returns; else it serves the next request.
+  void close_after() { _keeps = false; }
+  /// The connection is reset when the script returns.
+  void reset_after();
+
+ private:
+  friend class LoopbackServer;
+  explicit Exchange(int socket) : _socket(socket) {}
+
+  int _socket;
+  bool _keeps = true;
+};
+
+using Script = std::function<void(Exchange&)>;
+using Headers = std::vector<std::pair<std::string, std::string>>;
+
+class LoopbackServer {
+ public:
+  LoopbackServer();
+  LoopbackServer(const LoopbackServer&) = delete;
+  LoopbackServer& operator=(const LoopbackServer&) = delete;
+  ~LoopbackServer();
+
+  /// `path` without its query; a path without a script gets a 404 with a body.
+  void on(const std::string& path, Script script);
+
+  /// From now on each connection gets these bytes before it has asked for anything.
+  void greet(std::string bytes);
+
+  [[nodiscard]] int port() const { return _port; }
+  /// "http://127.0.0.1:<port><path>"
+  [[nodiscard]] std::string url(std::string_view path) const;
+
+  [[nodiscard]] int connections() const;                 ///< accepted so far
+  [[nodiscard]] int open_connections() const;            ///< of those, still open
+  [[nodiscard]] int peak() const;                        ///< most requests that were in the works at once
+  [[nodiscard]] std::vector<std::string> paths() const;  ///< of all requests, in the order of arrival
+  [[nodiscard]] std::string last_head() const;           ///< of the last request
+
+  /// Waits up to five seconds until no connection is open.
+  [[nodiscard]] bool wait_until_idle();
+
+ private:
+  void accept_all();
+  void serve(int socket);
+  bool read_head(int socket, std::string& buffer, std::string& head);
+  [[nodiscard]] Script script_for(const std::string& path) const;
+
+  int _listener = -1;
+  int _port = 0;
+  mutable std::mutex _mutex;
+  std::condition_variable _closed;
+  std::map<std::string, Script> _scripts;
+  std::string _greeting;
+  std::set<int> _open;
+  std::vector<std::string> _paths;
+  std::string _last_head;
+  int _connections = 0;
+  int _working = 0;
+  int _peak = 0;
+  bool _ends = false;
+  std::thread _acceptor;
+};
+
+/// A whole response that keeps the connection.
+[[nodiscard]] std::string response(int status, std::string_view body, const Headers& headers = {});
+
+[[nodiscard]] Script answer(int status, std::string body, Headers headers = {});
+[[nodiscard]] Script redirect(std::string location, int status = 302);
+/// Sends exactly these bytes and closes.
+[[nodiscard]] Script raw(std::string bytes);
+/// Sends exactly these bytes and resets the connection.
+[[nodiscard]] Script reset(std::string bytes);
+/// Sends `bytes` and then nothing more.
+[[nodiscard]] Script silent(std::string bytes = "");
+/// Sends `head`, then `part` again and again, as often as `pause` allows.
+[[nodiscard]] Script endless(std::string head, std::string part, std::chrono::milliseconds pause = {});
+[[nodiscard]] Script late(std::chrono::milliseconds delay, Script then);
+
+/// A gzip stream that decodes to at least `bytes` bytes, a thousandth of that in size.
+[[nodiscard]] std::string gzip_bomb(std::size_t bytes);
+
+/// Descriptors that this process has open.
+[[nodiscard]] int open_descriptors();
+
+}  // namespace quillmere::testing
