@@ -18,5 +18,7 @@ install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/quillmere-config-version.cmake
   DESTINATION ${package_dir})
 
+# The pkg-config file finds its prefix from where it lies, so that an installed tree can be moved.
+file(RELATIVE_PATH QUILLMERE_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/quillmere.pc.in quillmere.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quillmere.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
