@@ -8,6 +8,10 @@ target_compile_options(quillmere_options INTERFACE
 if(QUILLMERE_DEVELOPER_MODE OR QUILLMERE_FUZZERS)
   target_compile_options(quillmere_options INTERFACE -Werror)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # At -O3 it sees overlapping copies in std::string's operator+ that cannot be (GCC bug 105651).
+  target_compile_options(quillmere_options INTERFACE -Wno-restrict)
+endif()
 
 if(QUILLMERE_SANITIZE)
   target_compile_options(quillmere_options INTERFACE
