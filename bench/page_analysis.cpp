@@ -219,9 +219,9 @@ WorkingValues analyse_in_stages(const std::string& html, StageClock clock) {
 
   clock.time(0, [&] { seen += text::is_valid_utf8(html) ? 1U : 0U; });
   clock.time(1, [&] { page.open(html); });
-  clock.time(2, [&] { seen += page.ld_json_products().size(); });
+  clock.time(2, [&] { seen += page.ld_json_products().first ? 1U : 0U; });
   std::optional<text::JsonValue> state;
-  if (!page.ld_json_products().empty()) {
+  if (page.ld_json_products().first) {
     clock.time(3, [&] { stage::read_ld_json(page.ld_json_products(), values); });
   } else {
     clock.time(4, [&] { state = page.next_data_product(); });

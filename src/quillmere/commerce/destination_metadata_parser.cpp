@@ -64,7 +64,7 @@ WorkingValues seed(std::string_view direct_url, std::string_view initial_title, 
 /// The facts of the first source that has any; a social network's page has no product of its own.
 void read_product(PageReader& page, WorkingValues& values) {
   if (values.is_social) return;
-  if (const auto& products = page.ld_json_products(); !products.empty()) {
+  if (const auto& products = page.ld_json_products(); products.first) {
     page::read_ld_json(products, values);
   } else if (const auto state = page.next_data_product(); state && !state->is_empty()) {
     page::read_page_state(*state, values);
@@ -131,10 +131,11 @@ PageMetadata DestinationMetadataParser::parse_metadata(std::optional<std::string
 }
 
 ProductObjects DestinationMetadataParser::_find_ld_json_products(std::string_view html) {
-  auto page = std::make_shared<PageReader>();
-  page->open(html);
-  const auto& products = page->ld_json_products();
-  return {std::move(page), products};
+  page::LiteralIndex index;
+  index.read(html);
+  auto found = std::make_shared<page::LdJsonProducts>(page::find_ld_json_products(index));
+  std::vector<text::JsonValue> products = found->products;
+  return {std::move(found), std::move(products)};
 }
 
 std::optional<ProductObject> DestinationMetadataParser::_find_next_data_product(std::string_view html) {

@@ -1,6 +1,9 @@
 #include "quillmere/text/json.hpp"
 
+#include <sys/mman.h>
+
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -26,6 +29,18 @@ bool is_hexadecimal(char c) {
   return is_digit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
+/// Asks for large memory pages, where the system has them: first touching many small ones costs as much as reading
+/// the text does.
+void prefer_large_pages([[maybe_unused]] void* memory, [[maybe_unused]] std::size_t size) noexcept {
+#ifdef MADV_HUGEPAGE
+  constexpr std::size_t LARGE_PAGE = std::size_t{2} << 20;
+  constexpr std::size_t SMALL_PAGE = 4096;
+  if (size < 2 * LARGE_PAGE) return;
+  const std::size_t before = reinterpret_cast<std::uintptr_t>(memory) % SMALL_PAGE;
+  madvise(static_cast<char*>(memory) - before, size + before, MADV_HUGEPAGE);
+#endif
+}
+
 /// Out of line, and unaware of the reader, whose own state can so stay in registers.
 [[gnu::noinline]] Entry* grow(Tape& tape, std::size_t least) {
   const std::size_t capacity = std::max(2 * tape.capacity, least);
@@ -34,6 +49,7 @@ bool is_hexadecimal(char c) {
   static_cast<void>(tape.entries.release());
   tape.entries.reset(static_cast<Entry*>(grown));
   tape.capacity = capacity;
+  prefer_large_pages(grown, capacity * sizeof(Entry));
   return tape.entries.get();
 }
 
@@ -303,6 +319,10 @@ bool json_internal::read(JsonDocument& document, std::string_view text, Scanning
   document._error =
       scanning == Scanning::fastest ? read_tape<FastestScan>(text, tape) : read_tape<PortableScan>(text, tape);
   return document._error.message.empty();
+}
+
+void JsonDocument::release() noexcept {
+  _tape = {};
 }
 
 std::optional<JsonValue> JsonDocument::read(std::string_view text) {

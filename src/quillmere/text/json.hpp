@@ -146,6 +146,8 @@ class JsonValue {
   [[nodiscard]] JsonMembers members() const;
   /// The elements of an array, in order; none for any other kind.
   [[nodiscard]] JsonElements elements() const noexcept;
+  /// The elements of an array, or the values of `members`, in order; none for any other kind.
+  [[nodiscard]] JsonElements children() const;
 
   /// Whether both are the same place of the same document.
   [[nodiscard]] bool operator==(const JsonValue&) const = default;
@@ -187,6 +189,9 @@ class JsonDocument {
 
   /// Why the last `read` gave no value.
   [[nodiscard]] const JsonError& error() const noexcept { return _error; }
+
+  /// Gives back the buffers. Ends the values, too.
+  void release() noexcept;
 
   /// The value of the last `read`; only after one that gave a value.
   [[nodiscard]] JsonValue root() noexcept { return {_tape.entries.get(), this}; }
@@ -241,8 +246,10 @@ class JsonRange {
       return before;
     }
     [[nodiscard]] bool operator==(const iterator& other) const noexcept { return _entry == other._entry; }
+    [[nodiscard]] bool operator==(std::default_sentinel_t /*end*/) const noexcept { return _entry == _end; }
 
    private:
+    template <class>
     friend class JsonRange;
     iterator(json_internal::Entry* entry, json_internal::Entry* end, JsonDocument* document) noexcept
         : _entry(entry), _end(end), _document(document) {}
@@ -267,13 +274,13 @@ class JsonRange {
 
 template <>
 inline JsonValue JsonElements::iterator::operator*() const noexcept {
-  return {_entry, _document};
+  const bool superseded = (_entry->flags & json_internal::SUPERSEDED) != 0;
+  return {superseded ? _entry + _entry->begin : _entry, _document};
 }
 
 template <>
 inline JsonMember JsonMembers::iterator::operator*() const noexcept {
-  const bool superseded = (_entry->flags & json_internal::SUPERSEDED) != 0;
-  return {_document->_key(*_entry), {superseded ? _entry + _entry->begin : _entry, _document}};
+  return {_document->_key(*_entry), *JsonElements::iterator(_entry, _end, _document)};
 }
 
 inline std::string_view JsonValue::raw() const noexcept {
@@ -295,6 +302,12 @@ inline JsonMembers JsonValue::members() const {
 inline JsonElements JsonValue::elements() const noexcept {
   if (!is_array()) return {_entry, _entry, _document};
   return {_entry + 1, _entry + _entry->span, _document};
+}
+
+inline JsonElements JsonValue::children() const {
+  if (!is_object()) return elements();
+  const JsonMembers all = members();
+  return {all._begin, all._end, _document};
 }
 
 }  // namespace quillmere::text

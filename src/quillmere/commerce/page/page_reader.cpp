@@ -1,6 +1,7 @@
 #include "quillmere/commerce/page/page_reader.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "quillmere/commerce/page/scan.hpp"
@@ -10,15 +11,43 @@
 namespace quillmere::commerce::page {
 namespace {
 
+using text::JsonElements;
 using text::JsonMember;
 using text::JsonValue;
 
 /// A page beyond this is unusual: the buffers that it filled are not kept for the next one.
-constexpr std::size_t USUAL_PAGE_BYTES = 4U << 20U;
+constexpr std::size_t USUAL_PAGE_BYTES = 8U << 20U;
 
-bool is_container(JsonValue value) {
-  return value.is_object() || value.is_array();
-}
+/// What is still to visit of a walk into a value, depth first: a place in every container on the way down.
+class Walk {
+ public:
+  /// The children of `container` come next.
+  void enter(JsonValue container) {
+    if (!container.is_empty()) _places.push_back(container.children().begin());
+  }
+
+  /// When `child`, of the container that was just entered, comes, it is passed over.
+  void pass_over(JsonValue child) { _passed_over.push_back(child); }
+
+  [[nodiscard]] std::optional<JsonValue> next() {
+    while (!_places.empty()) {
+      JsonElements::iterator& place = _places.back();
+      if (place == std::default_sentinel) {
+        _places.pop_back();
+        continue;
+      }
+      const JsonValue child = *place;
+      ++place;
+      if (_passed_over.empty() || child != _passed_over.back()) return child;
+      _passed_over.pop_back();
+    }
+    return std::nullopt;
+  }
+
+ private:
+  std::vector<JsonElements::iterator> _places;
+  std::vector<JsonValue> _passed_over;  // the next to come on top
+};
 
 bool is_product_type(const std::optional<JsonValue>& type) {
   if (!type) return false;
@@ -32,48 +61,48 @@ bool is_product_type(const std::optional<JsonValue>& type) {
          type->is_string_equal_to("IndividualProduct");
 }
 
-/// Appends what is to be visited inside `array`, the first on top.
-void push_elements(JsonValue array, std::vector<JsonValue>& pending) {
-  const auto base = static_cast<std::ptrdiff_t>(pending.size());
-  for (const JsonValue element : array.elements()) {
-    if (is_container(element)) pending.push_back(element);
+/// Calls `visit` with each product object in and below `value`, until it gives false.
+template <class Visit>
+void visit_products(JsonValue value, Visit visit) {
+  Walk walk;
+  for (std::optional<JsonValue> at = value; at; at = walk.next()) {
+    if (!at->is_object()) {
+      walk.enter(*at);
+      continue;
+    }
+    std::optional<JsonValue> type;
+    std::optional<JsonValue> graph;
+    for (const JsonMember member : at->members()) {
+      if (member.key == "@type") type = member.value;
+      if (member.key == "@graph" && member.value.is_array()) graph = member.value;
+    }
+    walk.enter(*at);
+    if (is_product_type(type)) {
+      if (!visit(*at)) return;
+    } else if (graph) {
+      walk.pass_over(*graph);
+      walk.enter(*graph);
+    }
   }
-  std::reverse(pending.begin() + base, pending.end());
 }
 
-/// Notes `object` when it is a product, and appends what is to be visited inside it, the first on top.
-void visit_object(JsonValue object, std::vector<JsonValue>& pending, std::vector<JsonValue>& products) {
-  const auto base = static_cast<std::ptrdiff_t>(pending.size());
-  std::optional<JsonValue> type;
-  std::optional<JsonValue> graph;
+bool has_keys_of_product(JsonValue object) {
+  bool has_brand = false;
+  bool has_name = false;
   for (const JsonMember member : object.members()) {
-    if (member.key == "@type") type = member.value;
-    if (member.key == "@graph" && member.value.is_array()) graph = member.value;
-    if (is_container(member.value)) pending.push_back(member.value);
+    has_brand = has_brand || member.key == "brandName" || member.key == "brand";
+    has_name = has_name || member.key == "sku" || member.key == "name";
   }
-  const bool is_product = is_product_type(type);
-  if (is_product) products.push_back(object);
-  if (!is_product && graph) pending.erase(std::find(pending.begin() + base, pending.end(), *graph));
-  std::reverse(pending.begin() + base, pending.end());
-  if (!is_product && graph) push_elements(*graph, pending);
+  return has_brand && has_name;
 }
 
 /// The first object, depth first and objects only, that has the keys of a product.
-std::optional<JsonValue> search_dict(JsonValue value) {
-  std::vector<JsonValue> pending{value};
-  while (!pending.empty()) {
-    const JsonValue object = pending.back();
-    pending.pop_back();
-    const auto base = static_cast<std::ptrdiff_t>(pending.size());
-    bool has_brand = false;
-    bool has_name = false;
-    for (const JsonMember member : object.members()) {
-      has_brand = has_brand || member.key == "brandName" || member.key == "brand";
-      has_name = has_name || member.key == "sku" || member.key == "name";
-      if (member.value.is_object()) pending.push_back(member.value);
-    }
-    if (has_brand && has_name) return object;
-    std::reverse(pending.begin() + base, pending.end());
+std::optional<JsonValue> search_dict(JsonValue object) {
+  Walk walk;
+  for (std::optional<JsonValue> at = object; at; at = walk.next()) {
+    if (!at->is_object()) continue;
+    if (has_keys_of_product(*at)) return at;
+    walk.enter(*at);
   }
   return std::nullopt;
 }
@@ -82,6 +111,25 @@ std::optional<JsonValue> search_dict(JsonValue value) {
 bool may_hold_product(std::string_view block) {
   return block.find("Product") != std::string_view::npos || block.find("\\u00") != std::string_view::npos;
 }
+
+/// The JSON-LD of a page, block for block; only those that decode and may hold a product.
+class LdJsonBlocks {
+ public:
+  explicit LdJsonBlocks(const LiteralIndex& index) noexcept : _bodies(index, LD_JSON) {}
+
+  /// Reads the next one into `document`; absent behind the last.
+  [[nodiscard]] std::optional<JsonValue> next(text::JsonDocument& document) {
+    while (const std::optional<std::string_view> body = _bodies.next()) {
+      if (!may_hold_product(*body)) continue;
+      const auto value = document.read(text::unwrap_json_script(text::strip(*body)));
+      if (value) return value;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  ScriptBodies _bodies;
+};
 
 }  // namespace
 
@@ -97,17 +145,20 @@ std::map<std::string, std::string> MetaTagList::to_map() const {
   return contents;
 }
 
-void collect_products(JsonValue value, std::vector<JsonValue>& products) {
-  std::vector<JsonValue> pending{value};
-  while (!pending.empty()) {
-    const JsonValue next = pending.back();
-    pending.pop_back();
-    if (next.is_object()) {
-      visit_object(next, pending, products);
-    } else {
-      push_elements(next, pending);
-    }
+LdJsonProducts find_ld_json_products(const LiteralIndex& index) {
+  LdJsonProducts found;
+  LdJsonBlocks blocks(index);
+  auto document = std::make_unique<text::JsonDocument>();
+  while (const std::optional<JsonValue> block = blocks.next(*document)) {
+    const std::size_t known = found.products.size();
+    visit_products(*block, [&](JsonValue product) {
+      found.products.push_back(product);
+      return true;
+    });
+    if (found.products.size() == known) continue;
+    found.documents.push_back(std::exchange(document, std::make_unique<text::JsonDocument>()));
   }
+  return found;
 }
 
 std::optional<JsonValue> find_state_product(JsonValue state) {
@@ -134,9 +185,8 @@ void PageReader::open(std::string_view page) {
 void PageReader::close() noexcept {
   if (_index.page().size() > USUAL_PAGE_BYTES) {
     _meta_tags = MetaTagList();
-    _products = std::vector<JsonValue>();
-    _documents = std::vector<std::unique_ptr<text::JsonDocument>>();
-    _state.reset();
+    for (text::JsonDocument& document : _documents) document.release();
+    _state.release();
   }
   _index.clear();
 }
@@ -152,18 +202,20 @@ const MetaTagList& PageReader::meta_tags() {
   return _meta_tags;
 }
 
-const std::vector<JsonValue>& PageReader::ld_json_products() {
+const ProductChoice& PageReader::ld_json_products() {
   if (std::exchange(_has_products, true)) return _products;
-  _products.clear();
-  std::size_t used = 0;
-  ScriptBodies bodies(_index, LD_JSON);
-  while (const std::optional<std::string_view> body = bodies.next()) {
-    if (!may_hold_product(*body)) continue;
-    const std::optional<JsonValue> value = _document(used).read(text::unwrap_json_script(text::strip(*body)));
-    if (!value) continue;
-    const std::size_t known = _products.size();
-    collect_products(*value, _products);
-    if (_products.size() > known) ++used;
+  _products = {};
+  LdJsonBlocks blocks(_index);
+  // A block whose products are chosen keeps its document: there are three choices, and the third ends the search.
+  for (auto document = _documents.begin(); !_products.is_final();) {
+    const std::optional<JsonValue> block = blocks.next(*document);
+    if (!block) break;
+    bool any_chosen = false;
+    visit_products(*block, [&](JsonValue product) {
+      any_chosen = _products.consider(product) || any_chosen;
+      return !_products.is_final();
+    });
+    if (any_chosen) ++document;
   }
   return _products;
 }
@@ -171,19 +223,13 @@ const std::vector<JsonValue>& PageReader::ld_json_products() {
 std::optional<JsonValue> PageReader::next_data_product() {
   const std::optional<std::string_view> body = ScriptBodies(_index, PAGE_STATE).next();
   if (!body) return std::nullopt;
-  if (!_state) _state = std::make_unique<text::JsonDocument>();
-  const std::optional<JsonValue> state = _state->read(text::unwrap_json_script(*body));
+  const std::optional<JsonValue> state = _state.read(text::unwrap_json_script(*body));
   return state ? find_state_product(*state) : std::nullopt;
 }
 
 std::optional<std::string> PageReader::html_title() const {
   const std::optional<std::string_view> title = title_text(_index);
   return title ? std::optional(text::collapse_whitespace(*title)) : std::nullopt;
-}
-
-text::JsonDocument& PageReader::_document(std::size_t place) {
-  if (place == _documents.size()) _documents.push_back(std::make_unique<text::JsonDocument>());
-  return *_documents[place];
 }
 
 }  // namespace quillmere::commerce::page

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <array>
 #include <map>
 #include <memory>
 #include <optional>
@@ -10,6 +10,7 @@
 
 #include "quillmere/commerce/page/elements.hpp"
 #include "quillmere/commerce/page/literal_index.hpp"
+#include "quillmere/commerce/page/structured_data.hpp"
 #include "quillmere/text/json.hpp"
 
 namespace quillmere::commerce::page {
@@ -28,9 +29,14 @@ class MetaTagList {
   std::vector<MetaTag> _tags;  // stripped, neither key nor value empty
 };
 
-/// The product objects among JSON-LD values, as `products` grows depth first, a parent before what it holds. An
-/// object that is no product has the products of its "@graph" before those of its other members.
-void collect_products(text::JsonValue value, std::vector<text::JsonValue>& products);
+/// All product objects of a page's JSON-LD with the documents that they live in, one for each block that has any.
+/// Blocks in their order; in a block depth first, a parent before what it holds, and in an object that is no product
+/// its "@graph" before its other members. A block that does not decode costs that block only.
+struct LdJsonProducts {
+  std::vector<std::unique_ptr<text::JsonDocument>> documents;
+  std::vector<text::JsonValue> products;
+};
+[[nodiscard]] LdJsonProducts find_ld_json_products(const LiteralIndex& index);
 
 /// The product object in page state; absent when the document is not of the expected shape.
 [[nodiscard]] std::optional<text::JsonValue> find_state_product(text::JsonValue state);
@@ -49,22 +55,20 @@ class PageReader {
 
   [[nodiscard]] const LiteralIndex& index() const noexcept { return _index; }
   [[nodiscard]] const MetaTagList& meta_tags();
-  /// A JSON-LD block that does not decode costs that block only.
-  [[nodiscard]] const std::vector<text::JsonValue>& ld_json_products();
+  /// Of all products that `find_ld_json_products` finds; what stands behind the last that matters is not read.
+  [[nodiscard]] const ProductChoice& ld_json_products();
   [[nodiscard]] std::optional<text::JsonValue> next_data_product();
   /// Whitespace collapsed, references not decoded.
   [[nodiscard]] std::optional<std::string> html_title() const;
 
  private:
-  text::JsonDocument& _document(std::size_t place);
-
   LiteralIndex _index;
   bool _has_meta_tags = false;
   MetaTagList _meta_tags;
   bool _has_products = false;
-  std::vector<text::JsonValue> _products;
-  std::vector<std::unique_ptr<text::JsonDocument>> _documents;  // those of _products first
-  std::unique_ptr<text::JsonDocument> _state;
+  ProductChoice _products;
+  std::array<text::JsonDocument, 3> _documents;  // those of _products first
+  text::JsonDocument _state;
 };
 
 }  // namespace quillmere::commerce::page

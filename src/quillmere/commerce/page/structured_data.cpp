@@ -46,15 +46,6 @@ void mark_as_product(WorkingValues& values) {
   if (values.page_type != PageType::MARKETPLACE) values.page_type = PageType::PRODUCT;
 }
 
-JsonValue choose_product(const std::vector<JsonValue>& products) {
-  for (const JsonValue product : products) {
-    if (find_truthy(product, "offers") || find_truthy(product, "sku") || find_truthy(product, "hasVariant")) {
-      return product;
-    }
-  }
-  return products.front();
-}
-
 std::optional<std::string> read_brand(JsonValue product) {
   const std::optional<JsonValue> brand = product.find("brand");
   if (!brand) return std::nullopt;
@@ -114,19 +105,15 @@ std::optional<JsonValue> offers_of_variants(JsonValue variants, WorkingValues& v
   return std::nullopt;
 }
 
-std::optional<JsonValue> find_offers(JsonValue product, const std::vector<JsonValue>& products, WorkingValues& values) {
+std::optional<JsonValue> find_offers(JsonValue product, const ProductChoice& products, WorkingValues& values) {
   if (const auto offers = find_truthy(product, "offers")) return offers;
   const std::optional<JsonValue> variants = product.find("hasVariant");
   if (variants && variants->is_array()) {
     if (const auto offers = offers_of_variants(*variants, values)) return offers;
   }
-  for (const JsonValue other : products) {
-    if (const auto offers = find_truthy(other, "offers")) {
-      fill_identifier(other, values);
-      return offers;
-    }
-  }
-  return std::nullopt;
+  if (!products.offering) return std::nullopt;
+  fill_identifier(*products.offering, values);
+  return products.offering->find("offers");
 }
 
 /// The offer that counts: the object itself, or the first of a list. Absent when that is no object or says nothing.
@@ -211,8 +198,19 @@ void read_state_price(JsonValue product, WorkingValues& values) {
 
 }  // namespace
 
-void read_ld_json(const std::vector<JsonValue>& products, WorkingValues& values) {
-  const JsonValue product = choose_product(products);
+bool ProductChoice::consider(JsonValue product) {
+  const bool has_offers = find_truthy(product, "offers").has_value();
+  const auto tells = [&] { return has_offers || find_truthy(product, "sku") || find_truthy(product, "hasVariant"); };
+  bool chosen = false;
+  const auto choose = [&](std::optional<JsonValue>& place) { place = product, chosen = true; };
+  if (!first) choose(first);
+  if (!telling && tells()) choose(telling);
+  if (!offering && has_offers) choose(offering);
+  return chosen;
+}
+
+void read_ld_json(const ProductChoice& products, WorkingValues& values) {
+  const JsonValue product = products.telling ? *products.telling : *products.first;
   values.fetch_source = FETCH_SOURCE_LD_JSON;
   mark_as_product(values);
   take_title(product.find("name"), values);
