@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "cli/generated.hpp"
 #include "cli/words.hpp"
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -13,6 +14,8 @@
 namespace quillmere::cli {
 namespace {
 
+constexpr const char* NO_COMMAND = "no command given; \"quillmere --help\" lists the commands";
+
 [[noreturn]] void misunderstood(const std::string& text) {
   throw ToolError(MISUNDERSTOOD, text);
 }
@@ -20,10 +23,6 @@ namespace {
 std::string did_you_mean(std::string_view word, std::span<const std::string_view> known) {
   const std::string_view meant = nearest(word, known);
   return meant.empty() ? "" : "; did you mean " + in_quotes(meant) + "?";
-}
-
-std::string dashed(const OptionRow& option) {
-  return "--" + std::string(option.name);
 }
 
 void check_choice(const std::string& what, const std::string& value, std::string_view choices) {
@@ -51,9 +50,7 @@ std::int64_t whole_number(const OptionRow& option, const std::string& value) {
 /// Puts the values of one option, as CLI11 collected them, where its row says.
 void take(Settings& settings, const OptionRow& option, const std::vector<std::string>& values) {
   if (values.empty()) return;
-  const bool may_repeat = std::holds_alternative<std::vector<std::string> Settings::*>(option.target) ||
-                          std::holds_alternative<bool Settings::*>(option.target);
-  if (values.size() > 1 && !may_repeat) {
+  if (values.size() > 1 && !may_repeat(option)) {
     misunderstood(dashed(option) + ": given " + std::to_string(values.size()) + " times; give it once");
   }
   for (const std::string& value : values) {
@@ -73,28 +70,40 @@ void take(Settings& settings, const OptionRow& option, const std::vector<std::st
   }
 }
 
+/// For an option of commands that was given before the command's name: where it belongs. Else empty.
+std::string behind_its_command(std::string_view word) {
+  for (const CommandRow& command : commands()) {
+    for (const OptionRow* option : options_of(command)) {
+      if (dashed(*option) != word) continue;
+      return "; it stands behind its command: quillmere " + std::string(command.name) + " " + std::string(word);
+    }
+  }
+  return "";
+}
+
 /// What CLI11 could place nowhere: an option that the command lacks, or an argument too many.
 [[noreturn]] void refuse_extra(const CommandRow& command, const std::string& extra) {
   if (extra.size() < 2 || extra.front() != '-') {
-    misunderstood("unexpected argument " + in_quotes(extra) + "; usage: quillmere " + std::string(command.name) + " " +
-                  std::string(command.usage));
+    misunderstood("unexpected argument " + in_quotes(extra) + "; usage: " + synopsis(command));
   }
-  std::vector<std::string> names = {"--help"};
-  for (const OptionRow& option : options()) {
-    if (has_option(command, option)) names.push_back(dashed(option));
-  }
+  std::vector<std::string> names;
+  for (const OptionRow* option : options_of(command)) names.push_back(dashed(*option));
   const std::vector<std::string_view> known(names.begin(), names.end());
   const std::string word = extra.substr(0, extra.find('='));
-  const std::string meant = did_you_mean(word, known);
-  misunderstood("unknown option " + in_quotes(word) +
-                (meant.empty() ? "; \"quillmere " + std::string(command.name) + " --help\" lists the options" : meant));
+  std::string remedy = &command == &general() ? behind_its_command(word) : "";
+  if (remedy.empty()) remedy = did_you_mean(word, known);
+  if (remedy.empty()) {
+    const std::string name = command.name.empty() ? "" : std::string(command.name) + " ";
+    remedy = "; \"quillmere " + name + "--help\" lists the options";
+  }
+  misunderstood("unknown option " + in_quotes(word) + remedy);
 }
 
 /// CLI11's words for a missing value in ours; it names the option in front of a colon.
 [[noreturn]] void refuse(const CommandRow& command, const CLI::ParseError& error) {
   const std::string text = error.what();
-  for (const OptionRow& option : options()) {
-    if (has_option(command, option) && text.starts_with(dashed(option) + ":")) refuse_missing_value(option);
+  for (const OptionRow* option : options_of(command)) {
+    if (text.starts_with(dashed(*option) + ":")) refuse_missing_value(*option);
   }
   misunderstood(text);
 }
@@ -104,15 +113,12 @@ Invocation read_command(const CommandRow& command, std::vector<std::string> argu
   CLI::App app;
   app.set_help_flag();
   app.allow_extras();
-  bool wants_help = false;
-  app.add_flag("-h,--help", wants_help);
   std::vector<std::pair<const OptionRow*, CLI::Option*>> given;
-  for (const OptionRow& option : options()) {
-    if (!has_option(command, option)) continue;
-    const std::string names = (option.letter.empty() ? "" : "-" + std::string(option.letter) + ",") + dashed(option);
-    CLI::Option* added = option.value.empty() ? app.add_flag(names) : app.add_option(names)->expected(1);
+  for (const OptionRow* option : options_of(command)) {
+    const std::string names = (option->letter.empty() ? "" : "-" + std::string(option->letter) + ",") + dashed(*option);
+    CLI::Option* added = option->value.empty() ? app.add_flag(names) : app.add_option(names)->expected(1);
     added->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)->allow_extra_args(false);
-    given.emplace_back(&option, added);
+    given.emplace_back(option, added);
   }
   std::vector<CLI::Option*> positionals;
   for (const PositionalRow& row : command.positionals) {
@@ -124,7 +130,7 @@ Invocation read_command(const CommandRow& command, std::vector<std::string> argu
   } catch (const CLI::ParseError& error) {
     refuse(command, error);
   }
-  if (wants_help) return {nullptr, {}, help(command)};
+  if (app.count("--help") > 0) return {nullptr, {}, &command == &general() ? help() : help(command)};
   for (const std::string& extra : app.remaining()) {
     if (extra != "--") refuse_extra(command, extra);
   }
@@ -133,8 +139,7 @@ Invocation read_command(const CommandRow& command, std::vector<std::string> argu
     const PositionalRow& row = command.positionals[i];
     if (positionals[i]->empty()) {
       if (!row.required) continue;
-      misunderstood("which operation? expected " + listed(split(row.choices, '|')) + "; usage: quillmere " +
-                    std::string(command.name) + " " + std::string(command.usage));
+      misunderstood("which operation? expected " + listed(split(row.choices, '|')) + "; usage: " + synopsis(command));
     }
     check_choice(std::string(row.name), positionals[i]->results().front(), row.choices);
     invocation.settings.*row.target = positionals[i]->results().front();
@@ -142,22 +147,30 @@ Invocation read_command(const CommandRow& command, std::vector<std::string> argu
   return invocation;
 }
 
+/// A command line that begins with an option: it asks for a text.
+Invocation read_general(const std::vector<std::string>& arguments) {
+  Invocation invocation = read_command(general(), arguments);
+  const Settings& settings = invocation.settings;
+  if (invocation.text.empty() && settings.version) invocation.text = "quillmere " + std::string(version()) + "\n";
+  if (invocation.text.empty() && settings.generate) invocation.text = generated(*settings.generate);
+  if (invocation.text.empty()) misunderstood(NO_COMMAND);
+  return {nullptr, {}, std::move(invocation.text)};
+}
+
 }  // namespace
 
 Invocation read_command_line(const std::vector<std::string>& arguments) {
-  if (arguments.empty()) misunderstood("no command given; \"quillmere --help\" lists the commands");
+  if (arguments.empty()) misunderstood(NO_COMMAND);
   const std::string& first = arguments.front();
-  if (first == "-h" || first == "--help" || first == "help") return {nullptr, {}, help()};
-  if (first == "--version") return {nullptr, {}, "quillmere " + std::string(version()) + "\n"};
+  if (first == "help") return {nullptr, {}, help()};
+  if (first.size() > 1 && first.front() == '-') return read_general(arguments);
   std::vector<std::string_view> known;
   for (const CommandRow& command : commands()) {
     if (command.name == first) return read_command(command, {arguments.begin() + 1, arguments.end()});
     known.push_back(command.name);
   }
-  const bool is_option = first.size() > 1 && first.front() == '-';
-  if (is_option) known = {"--help", "--version"};
   const std::string meant = did_you_mean(first, known);
-  misunderstood((is_option ? "unknown option " : "unknown command ") + in_quotes(first) +
+  misunderstood("unknown command " + in_quotes(first) +
                 (meant.empty() ? "; \"quillmere --help\" lists the commands" : meant));
 }
 

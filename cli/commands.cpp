@@ -1,5 +1,6 @@
 #include "cli/commands.hpp"
 
+#include <algorithm>
 #include <array>
 
 #include "cli/words.hpp"
@@ -35,6 +36,10 @@ constexpr auto OPTIONS = std::to_array<OptionRow>({
     {"", "progress", "WHEN", "a progress bar on standard error: auto (on a terminal), always or never; default: auto",
      "enrich batch", &Settings::progress, "auto|always|never"},
     {"", "quiet", "", "no closing summary", "enrich batch", &Settings::quiet},
+    {"", "generate", "KIND", "print the manual page (man) or the completions for a shell (bash, zsh or fish)", "",
+     &Settings::generate, "man|bash|zsh|fish"},
+    {"", "version", "", "print the version", "", &Settings::version},
+    {"h", "help", "", "print this help", "*", &Settings::help},
 });
 
 constexpr auto BATCH_POSITIONALS = std::to_array<PositionalRow>({
@@ -53,24 +58,74 @@ constexpr auto INSPECT_POSITIONALS = std::to_array<PositionalRow>({
     {"INPUT", "JSON Lines; \"-\" or nothing: standard input", &Settings::input},
 });
 
+constexpr CommandRow GENERAL{
+    "",
+    "turn visual search results into commerce records",
+    "COMMAND [ARGUMENT]...",
+    "",
+    {},
+    nullptr,
+    "quillmere reads the matches of visual (reverse-image) searches, unwraps and cleans their links, fetches the pages "
+    "behind them all at once, reads product facts out of each page, normalises prices, decides what kind of page and "
+    "what kind of seller each is, and writes one record for each match with a market summary.\n\n"
+    "Standard output carries results only; progress, the closing summary and errors go to standard error. An error is "
+    "one line that says what is wrong and where. Text is UTF-8. A file is written beside its target and moved into "
+    "place, so that a run that fails leaves an earlier file as it was.\n\n"
+    "Pages are fetched over HTTP and HTTPS, from public addresses only unless --allow-private-networks is given. No "
+    "setting is taken from the environment, proxies included."};
+
 constexpr auto COMMANDS = std::to_array<CommandRow>({
     {"enrich", "turn the visual matches of one search into commerce records", "[INPUT] [-o FILE]... [-f FORMAT]",
      "  quillmere enrich matches.json -o result.json -o result.csv\n"
      "  curl -s 'https://search.example/...' | quillmere enrich > result.json\n"
      "  quillmere enrich matches.json --save-pages pages.jsonl -o result.json\n"
      "  quillmere enrich matches.json --pages pages.jsonl -f csv\n",
-     ENRICH_POSITIONALS, run_enrich},
+     ENRICH_POSITIONALS, run_enrich,
+     "INPUT holds the matches of one search: a JSON array of match objects, an object with a \"matches\" or "
+     "\"visual_matches\" array (so that a search API's answer goes in as it is), or JSON Lines with one match a line. "
+     "A match has \"link\" and \"title\", and may have \"source\", \"price\", \"currency\", \"in_stock\" and "
+     "\"thumbnail\"; \"price\" is the printed price, or an object whose \"value\" is the printed price and whose "
+     "\"currency\" is a hint. Other fields are ignored.\n\n"
+     "The format of an output follows its file's ending unless --format says otherwise. The closing summary counts "
+     "what "
+     "became of the pages, by reason."},
     {"batch", "enrich many searches, one a line", "[INPUT] [-o FILE] [--resume] [--jobs N]",
      "  quillmere batch searches.jsonl -o results.jsonl\n"
      "  quillmere batch searches.jsonl -o results.jsonl --resume\n"
      "  quillmere batch searches.jsonl --pages pages.jsonl --jobs 4 > results.jsonl\n",
-     BATCH_POSITIONALS, run_batch},
+     BATCH_POSITIONALS, run_batch,
+     "Each line of INPUT is one search: its \"matches\" as for enrich, an \"id\" of any kind, and, where its pages are "
+     "there already, \"pages\", an object of page texts (or null) by URL; nothing is fetched for such a search. Each "
+     "line that comes out, in the order of the input, is the result document of one search with its \"id\" put first, "
+     "or an object of \"id\" and \"error\": a line that cannot be read or a search that fails costs that line alone. "
+     "Memory does not grow with the number of searches.\n\n"
+     "With --resume the whole lines that FILE has are kept, a torn last line is dropped, and work goes on behind them; "
+     "their ids must be those of the input's first lines."},
     {"inspect", "run one operation over many inputs, one JSON object a line", "url|price|merchant|page [INPUT]",
      "  echo '{\"url\":\"https://shop.example/p?utm_source=x\"}' | quillmere inspect url\n"
      "  echo '{\"price\":\"1.299,99 EUR\"}' | quillmere inspect price\n"
      "  quillmere inspect page pages.jsonl > facts.jsonl\n",
-     INSPECT_POSITIONALS, run_inspect},
+     INSPECT_POSITIONALS, run_inspect,
+     "Each line of INPUT is an object with the fields of the operation, and each gives one line: an object with every "
+     "field of the answer (null where there is none), or an object with \"error\".\n\n"
+     "url takes \"url\" and gives \"direct_url\" and \"domain\". price takes \"price\" and \"currency\" and gives "
+     "\"price\". merchant takes \"domain\", \"title\", \"brand\" and \"merchant_name\" and gives "
+     "\"merchant_category\". page takes \"html\", \"direct_url\", \"initial_title\", \"initial_merchant\", "
+     "\"initial_price\", \"initial_stock\" and \"rank\" and gives the facts of that page."},
 });
+
+constexpr auto EXIT_STATUSES = std::to_array<ExitStatusRow>({
+    {DONE, "done"},
+    {FAILED, "the work failed"},
+    {MISUNDERSTOOD, "the command line or the input cannot be understood"},
+    {INTERRUPTED, "interrupted"},
+});
+
+bool has_option(const CommandRow& command, const OptionRow& option) {
+  if (option.commands == "*" || option.commands == command.name) return true;
+  const std::vector<std::string_view> names = split(option.commands, ' ');
+  return std::ranges::find(names, command.name) != names.end();
+}
 
 }  // namespace
 
@@ -78,15 +133,38 @@ std::span<const CommandRow> commands() {
   return COMMANDS;
 }
 
+const CommandRow& general() {
+  return GENERAL;
+}
+
+std::span<const ExitStatusRow> exit_statuses() {
+  return EXIT_STATUSES;
+}
+
 std::span<const OptionRow> options() {
   return OPTIONS;
 }
 
-bool has_option(const CommandRow& command, const OptionRow& option) {
-  for (const std::string_view name : split(option.commands, ' ')) {
-    if (name == command.name) return true;
+std::vector<const OptionRow*> options_of(const CommandRow& command) {
+  std::vector<const OptionRow*> own;
+  for (const OptionRow& option : OPTIONS) {
+    if (has_option(command, option)) own.push_back(&option);
   }
-  return false;
+  return own;
+}
+
+std::string dashed(const OptionRow& option) {
+  return "--" + std::string(option.name);
+}
+
+bool may_repeat(const OptionRow& option) {
+  return std::holds_alternative<std::vector<std::string> Settings::*>(option.target) ||
+         std::holds_alternative<bool Settings::*>(option.target);
+}
+
+std::string synopsis(const CommandRow& command) {
+  const std::string name = command.name.empty() ? "" : std::string(command.name) + " ";
+  return "quillmere " + name + std::string(command.usage);
 }
 
 }  // namespace quillmere::cli

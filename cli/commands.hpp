@@ -11,7 +11,8 @@
 
 #include "cli/errors.hpp"
 
-/// What the command line can say, as tables: the command line is read by them and the help is printed from them.
+/// What the command line can say, as tables: the command line is read by them, and the help, the manual page and the
+/// shells' completions are made from them.
 namespace quillmere::cli {
 
 /// What a command line said.
@@ -30,6 +31,9 @@ struct Settings {
   std::optional<std::int64_t> jobs;
   bool resume = false;
   bool quiet = false;
+  std::optional<std::string> generate;
+  bool version = false;
+  bool help = false;
 };
 
 /// Where in Settings a value goes, which also says how it is read: a flag, a whole number, a text, or texts of an
@@ -42,7 +46,7 @@ struct OptionRow {
   std::string_view name;      ///< without its dashes
   std::string_view value;     ///< what the help calls its value; empty for a flag
   std::string_view help;      ///< one sentence without a full stop, the default included
-  std::string_view commands;  ///< the commands that have it, separated by spaces
+  std::string_view commands;  ///< the commands that have it, separated by spaces; "" stands before one, "*" anywhere
   Target target;
   std::string_view choices = {};                                  ///< of a text: the accepted ones, separated by "|"
   std::int64_t least = std::numeric_limits<std::int64_t>::min();  ///< of a number
@@ -64,11 +68,27 @@ struct CommandRow {
   std::string_view examples;
   std::span<const PositionalRow> positionals;
   ExitStatus (*run)(const Settings&);
+  std::string_view description = {};  ///< for the manual: paragraphs, an empty line between them
+};
+
+/// What an exit status means.
+struct ExitStatusRow {
+  ExitStatus status;
+  std::string_view meaning;
 };
 
 [[nodiscard]] std::span<const CommandRow> commands();
+/// The tool itself: what may stand where no command does. Its name is empty and it runs nothing.
+[[nodiscard]] const CommandRow& general();
+[[nodiscard]] std::span<const ExitStatusRow> exit_statuses();
+
 [[nodiscard]] std::span<const OptionRow> options();
-[[nodiscard]] bool has_option(const CommandRow& command, const OptionRow& option);
+[[nodiscard]] std::vector<const OptionRow*> options_of(const CommandRow& command);
+/// "--output".
+[[nodiscard]] std::string dashed(const OptionRow& option);
+[[nodiscard]] bool may_repeat(const OptionRow& option);
+/// "quillmere enrich [INPUT] [-o FILE]... [-f FORMAT]".
+[[nodiscard]] std::string synopsis(const CommandRow& command);
 
 ExitStatus run_batch(const Settings& settings);
 ExitStatus run_enrich(const Settings& settings);

@@ -1,6 +1,8 @@
 #include "cli/errors.hpp"
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <system_error>
 
@@ -8,6 +10,20 @@
 
 namespace quillmere::cli {
 namespace {
+
+struct RemedyRow {
+  int error_number;
+  std::string_view remedy;
+};
+
+constexpr auto REMEDIES = std::to_array<RemedyRow>({
+    {ENOENT, "; give the name of a file, or \"-\" for standard input"},
+    {EISDIR, "; name a file in it"},
+    {ENOTDIR, "; name a directory that is one, or can be made, before the file"},
+    {EACCES, "; change its permissions or name another place"},
+    {EROFS, "; name another place"},
+    {ENOSPC, "; free some space or name another place"},
+});
 
 constexpr std::size_t QUOTE_LIMIT = 120;  // bytes of foreign text that a message repeats
 
@@ -84,7 +100,8 @@ void report(std::string_view text) {
 }
 
 std::string system_text(int error_number) {
-  return std::generic_category().message(error_number);
+  const auto* row = std::ranges::find(REMEDIES, error_number, &RemedyRow::error_number);
+  return std::generic_category().message(error_number) + std::string(row == REMEDIES.end() ? "" : row->remedy);
 }
 
 }  // namespace quillmere::cli

@@ -40,7 +40,7 @@ void report(std::string_view text);
 /// The same in double quotes.
 [[nodiscard]] std::string in_quotes(std::string_view text);
 
-/// The system's words for an errno value ("No such file or directory").
+/// The system's words for an errno value, and what can be done: "Is a directory; name a file in it".
 [[nodiscard]] std::string system_text(int error_number);
 
 }  // namespace quillmere::cli

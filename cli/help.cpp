@@ -27,37 +27,36 @@ void append_entry(std::string& out, const std::string& name, std::string_view te
 
 std::string option_name(const OptionRow& option) {
   std::string name = option.letter.empty() ? std::string("    ") : "-" + std::string(option.letter) + ", ";
-  name += "--" + std::string(option.name);
+  name += dashed(option);
   if (!option.value.empty()) name += " " + std::string(option.value);
   return name;
+}
+
+void append_options(std::string& out, const CommandRow& command) {
+  out += "\nOptions:\n";
+  for (const OptionRow* option : options_of(command)) append_entry(out, option_name(*option), option->help);
 }
 
 }  // namespace
 
 std::string help() {
-  std::string out = "quillmere turns visual search results into commerce records.\n\nExamples:\n";
+  std::string out = "quillmere: " + std::string(general().summary) + "\n\nExamples:\n";
   for (const CommandRow& command : commands()) out += command.examples.substr(0, command.examples.find('\n') + 1);
-  out += "\nUsage: quillmere COMMAND [ARGUMENT]...\n\nCommands:\n";
+  out += "\nUsage: " + synopsis(general()) + "\n\nCommands:\n";
   for (const CommandRow& command : commands()) append_entry(out, std::string(command.name), command.summary);
-  out += "\nOptions:\n";
-  append_entry(out, "-h, --help", "this text, or that of a command: quillmere COMMAND --help");
-  append_entry(out, "    --version", "the version");
-  out +=
-      "\nExit status: 0 done, 1 the work failed, 2 the command line or the input cannot\n"
-      "be understood, 130 interrupted.\n";
+  append_options(out, general());
+  out += "\nExit status:\n";
+  for (const ExitStatusRow& row : exit_statuses()) append_entry(out, std::to_string(row.status), row.meaning);
+  out += "\nMore: \"quillmere COMMAND --help\" and \"man quillmere\".\n";
   return out;
 }
 
 std::string help(const CommandRow& command) {
   std::string out = "quillmere " + std::string(command.name) + ": " + std::string(command.summary) + "\n\nExamples:\n";
   out += command.examples;
-  out += "\nUsage: quillmere " + std::string(command.name) + " " + std::string(command.usage) + "\n\nArguments:\n";
+  out += "\nUsage: " + synopsis(command) + "\n\nArguments:\n";
   for (const PositionalRow& row : command.positionals) append_entry(out, std::string(row.name), row.help);
-  out += "\nOptions:\n";
-  for (const OptionRow& option : options()) {
-    if (has_option(command, option)) append_entry(out, option_name(option), option.help);
-  }
-  append_entry(out, "-h, --help", "this text");
+  append_options(out, command);
   return out;
 }
 

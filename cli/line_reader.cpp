@@ -18,9 +18,7 @@ constexpr std::size_t READ_SIZE = std::size_t{256} << 10;
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 [[noreturn]] void cannot_read(const std::string& name, int error_number) {
-  const std::string remedy =
-      error_number == ENOENT ? "; give the name of a file, or \"-\" for standard input" : std::string();
-  throw ToolError(MISUNDERSTOOD, name + ": cannot read: " + system_text(error_number) + remedy);
+  throw ToolError(MISUNDERSTOOD, name + ": cannot read: " + system_text(error_number));
 }
 
 void refuse_utf16(std::string_view start, const std::string& name) {

@@ -49,7 +49,7 @@ void write_file(const std::string& path, std::string_view text) {
     files::write_file(path, text);
   } catch (const std::system_error& error) {
     if (!is_regular && error.code() == std::errc::broken_pipe) return;
-    throw ToolError(FAILED, path + ": cannot write: " + error.code().message());
+    cannot_write(path, error.code().value());
   }
 }
 

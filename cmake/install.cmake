@@ -9,6 +9,15 @@ install(TARGETS quillmere EXPORT quillmere_targets
 
 install(TARGETS quillmere_cli RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
+# The manual page, and completions where each shell looks for those of other programs.
+set(QUILLMERE_ZSH_COMPLETIONS ${CMAKE_INSTALL_DATADIR}/zsh/site-functions CACHE STRING "Where zsh looks for completions")
+set(generated_dir ${PROJECT_BINARY_DIR}/cli)
+install(FILES ${generated_dir}/quillmere.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${generated_dir}/quillmere.bash RENAME quillmere
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+install(FILES ${generated_dir}/_quillmere DESTINATION ${QUILLMERE_ZSH_COMPLETIONS})
+install(FILES ${generated_dir}/quillmere.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/quillmere)
 install(EXPORT quillmere_targets NAMESPACE quillmere:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/quillmere-config.cmake.in quillmere-config.cmake INSTALL_DESTINATION ${package_dir})

@@ -216,11 +216,13 @@ TEST_P(Unwritable, IsFoundBeforeTheWork) {
   EXPECT_EQ(workspace.names(), (std::vector<std::string>{"file"}));
 }
 
+constexpr const char* NO_DIRECTORY = "Not a directory; name a directory that is one, or can be made, before the file";
+
 INSTANTIATE_TEST_SUITE_P(Rows, Unwritable,
                          testing::ValuesIn<UnwritableRow>({
-                             {"directory", ".", "Is a directory"},
-                             {"below_a_file", "file/out.json", "Not a directory"},
-                             {"far_below_a_file", "file/a/b/out.json", "Not a directory"},
+                             {"directory", ".", "Is a directory; name a file in it"},
+                             {"below_a_file", "file/out.json", NO_DIRECTORY},
+                             {"far_below_a_file", "file/a/b/out.json", NO_DIRECTORY},
                          }),
                          row_name);
 
@@ -228,7 +230,11 @@ TEST(Enrich, AFullDeviceCostsTheOtherOutputsNothing) {
   const Workspace workspace;
   const ToolResult result = run_tool(
       {"enrich", "--pages", "/dev/null", "-f", "jsonl", "-o", "/dev/full", "-o", "good.jsonl"}, MATCH_A, workspace);
-  EXPECT_EQ(result, (ToolResult{"", "quillmere: /dev/full: cannot write: No space left on device\n", 1}));
+  EXPECT_EQ(
+      result,
+      (ToolResult{
+          "", "quillmere: /dev/full: cannot write: No space left on device; free some space or name another place\n",
+          1}));
   EXPECT_EQ(workspace.read("good.jsonl"), item("Item Number 1"));
 }
 

@@ -52,7 +52,9 @@ TEST(Process, AFullDeviceIsReported) {
     const std::string line = std::string("printf '{\"link\":\"a\",\"title\":\"b\"}\\n' | " QUILLMERE_TOOL " ") +
                              command + " > /dev/full 2> " + (workspace.path() / "errors").string();
     EXPECT_EQ(WEXITSTATUS(std::system(line.c_str())), 1) << command;
-    EXPECT_EQ(workspace.read("errors"), "quillmere: standard output: cannot write: No space left on device\n")
+    EXPECT_EQ(workspace.read("errors"),
+              "quillmere: standard output: cannot write: No space left on device; free some space or name "
+              "another place\n")
         << command;
   }
 }
