@@ -249,5 +249,28 @@ TEST(JsonValueAccess, OfAnotherKindIsAbsentOrEmpty) {
   EXPECT_EQ(root->members().begin(), root->members().end());
 }
 
+TEST(JsonObjects, GiveSeveralMembersInOnePass) {
+  JsonDocument document;
+  const std::string long_key(200, 'k');
+  const std::string text = R"({"a":1,")" + long_key + R"(":0,"\u0062":2,"ab":[3],"a":{"b":4},"c":5})";
+  const JsonValue object = document.read(text).value();
+  const auto [a, b, ab, absent] = object.find_each<4>({"a", "b", "ab", "d"});
+  EXPECT_EQ(a.value().raw(), R"({"b":4})") << "the last of a repeated key";
+  EXPECT_EQ(b.value().raw(), "2") << "an escaped key";
+  EXPECT_EQ(ab.value().raw(), "[3]");
+  EXPECT_FALSE(absent);
+  EXPECT_FALSE(ab->find_each<1>({"a"})[0]) << "an array has no members";
+}
+
+TEST(JsonValues, GiveTheirChildrenWhateverTheyAre) {
+  JsonDocument document;
+  const JsonValue root = document.read(R"([{"a":1,"b":[2],"a":3},4,[]])").value();
+  std::string seen;
+  for (const JsonValue child : root.children()) {
+    for (const JsonValue grandchild : child.children()) seen += std::string(grandchild.raw()) + " ";
+  }
+  EXPECT_EQ(seen, "3 [2] ");
+}
+
 }  // namespace
 }  // namespace quillmere::text

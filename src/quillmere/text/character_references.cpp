@@ -102,41 +102,51 @@ std::size_t decode_numeric(std::string_view text, std::string& out) {
   return end < text.size() && text[end] == ';' ? end + 1 : end;
 }
 
-constexpr std::size_t LONGEST_NAME =
-    std::ranges::max(WRITTEN_REFERENCES, {}, [](const WrittenReference& row) { return row.name.size(); }).name.size();
+/// The place among all pairs of letters, in their order, of those that a name begins with; out of range for others.
+constexpr std::size_t LETTERS = 'z' - 'A' + 1;
+constexpr std::size_t pair_of_letters(std::string_view name) noexcept {
+  const auto first = static_cast<unsigned>(static_cast<unsigned char>(name[0])) - 'A';
+  const auto second = static_cast<unsigned>(static_cast<unsigned char>(name[1])) - 'A';
+  return first < LETTERS && second < LETTERS ? first * LETTERS + second : LETTERS * LETTERS;
+}
 
-/// The rows whose names begin with one letter stand between its bound and that of the next letter.
-constexpr std::array<std::uint16_t, 'z' + 2> FIRST_ROW = [] {
-  std::array<std::uint16_t, 'z' + 2> first{};
+/// The rows whose names begin with one pair of letters stand between its bound and that of the next pair.
+constexpr std::array<std::uint16_t, LETTERS* LETTERS + 1> FIRST_ROW = [] {
+  std::array<std::uint16_t, LETTERS * LETTERS + 1> first{};
   std::size_t row = 0;
-  for (std::size_t letter = 0; letter < first.size(); ++letter) {
-    while (row < COUNT && static_cast<std::size_t>(WRITTEN_REFERENCES[row].name.front()) < letter) ++row;
-    first[letter] = static_cast<std::uint16_t>(row);
+  for (std::size_t pair = 0; pair < first.size(); ++pair) {
+    while (row < COUNT && pair_of_letters(WRITTEN_REFERENCES[row].name) < pair) ++row;
+    first[pair] = static_cast<std::uint16_t>(row);
   }
   return first;
 }();
+static_assert(FIRST_ROW.back() == COUNT, "every name begins with two letters");
 
 /// Reads the longest named reference that `text`, which begins with "&", begins with; gives its length, 0 for none.
 std::size_t decode_named(std::string_view text, std::string& out) {
-  const auto name_of = [](const PackedReferences::Row& row) { return REFERENCES.name(row); };
-  // Every name that `rest` begins with sorts between that name and `rest`, and so does the last row not after `rest`:
-  // when that row is not itself such a name, the longest one lies in what the two have in common.
-  std::string_view rest = text.substr(1, LONGEST_NAME);
-  const unsigned char letter = rest.empty() ? '\0' : static_cast<unsigned char>(rest.front());
-  if (letter > 'z') return 0;
-  const auto first = REFERENCES.rows.begin() + FIRST_ROW[letter];
-  const auto last = REFERENCES.rows.begin() + FIRST_ROW[letter + 1U];
-  while (!rest.empty()) {
-    const auto after = std::ranges::upper_bound(first, last, rest, {}, name_of);
-    if (after == first) return 0;
-    const PackedReferences::Row& row = *std::prev(after);
-    if (rest.starts_with(name_of(row))) {
-      out += REFERENCES.characters(row);
-      return 1 + std::size_t{row.name_size};
-    }
-    rest = {rest.begin(), std::ranges::mismatch(rest, name_of(row)).in1};
+  using Row = PackedReferences::Row;
+  const std::string_view rest = text.substr(1);
+  if (rest.size() < 2) return 0;
+  const std::size_t pair = pair_of_letters(rest);
+  if (pair == LETTERS * LETTERS) return 0;
+  // The rows whose names begin with the first `size` characters of `rest`, the one that is no longer before the others.
+  std::size_t size = 2;
+  const Row* first = REFERENCES.rows.data() + FIRST_ROW[pair];
+  const Row* last = REFERENCES.rows.data() + FIRST_ROW[pair + 1];
+  const Row* longest = nullptr;
+  for (; first != last; ++size) {
+    if (first->name_size == size) longest = first++;
+    if (size == rest.size()) break;
+    const auto next_character = [size](const Row& row) {
+      return static_cast<unsigned char>(REFERENCES.pool[row.name + size]);
+    };
+    const auto wanted = static_cast<unsigned char>(rest[size]);
+    first = std::ranges::lower_bound(first, last, wanted, {}, next_character);
+    last = std::ranges::upper_bound(first, last, wanted, {}, next_character);
   }
-  return 0;
+  if (longest == nullptr) return 0;
+  out += REFERENCES.characters(*longest);
+  return 1 + std::size_t{longest->name_size};
 }
 
 }  // namespace

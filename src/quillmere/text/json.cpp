@@ -1,12 +1,12 @@
 #include "quillmere/text/json.hpp"
 
-#include <sys/mman.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
 #include <new>
+
+#include <sys/mman.h>
 
 #include "quillmere/text/json_scan_internal.hpp"
 

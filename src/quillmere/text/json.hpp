@@ -1,11 +1,13 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -138,6 +140,13 @@ class JsonValue {
   [[nodiscard]] bool is_empty() const noexcept { return _entry->span == 1; }
   /// The last member named `key`; absent when there is none and when this is not an object. Linear in the members.
   [[nodiscard]] std::optional<JsonValue> find(std::string_view key) const noexcept;
+  /// The last member for each of some keys, none longer than 63 bytes, in one pass over the members.
+  template <std::size_t N>
+  [[nodiscard]] std::array<std::optional<JsonValue>, N> find_each(const std::array<std::string_view, N>& keys) const {
+    std::array<std::optional<JsonValue>, N> found;
+    _find_each(keys, found);
+    return found;
+  }
   /// First element of an array; absent when it is empty or this is not an array.
   [[nodiscard]] std::optional<JsonValue> first() const noexcept;
 
@@ -157,6 +166,8 @@ class JsonValue {
   template <class Item>
   friend class JsonRange;
   JsonValue(json_internal::Entry* entry, JsonDocument* document) noexcept : _entry(entry), _document(document) {}
+
+  void _find_each(std::span<const std::string_view> keys, std::span<std::optional<JsonValue>> found) const noexcept;
 
   json_internal::Entry* _entry = nullptr;
   JsonDocument* _document = nullptr;

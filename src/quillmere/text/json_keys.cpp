@@ -101,25 +101,26 @@ struct JsonDocument::KeyTables {
   std::vector<std::uint32_t> hashes;     // of each member
   std::vector<std::uint64_t> seen;       // bits: some member's hash
   std::vector<std::uint64_t> suspected;  // bits: perhaps several members' hash
-  std::vector<Slot> slots;               // the suspected members
+  std::vector<Slot> slots;               // the first of the suspected members of each key; half of them free
+  std::size_t taken = 0;                 // of the slots
   std::size_t mask = 0;                  // of a hash, for its bit
   std::string decoded;
 
-  /// Fills the bits from the hashes and frees the slots; the number of suspected members. A few bits a member are
+  /// Fills the bits from the hashes and frees the slots; whether there are suspected members. A few bits a member are
   /// cheaper than a hash table of all of them, and most large objects, too, repeat no key.
-  std::size_t suspect() {
+  bool suspect() {
     const std::size_t bits = std::clamp(std::bit_ceil(16 * hashes.size()), std::size_t{64}, std::size_t{1} << 32);
     mask = bits - 1;
     seen.assign(bits / 64, 0);
     suspected.assign(bits / 64, 0);
+    bool any = false;
     for (const std::uint32_t hash : hashes) {
-      if (has_bit(seen, hash & mask)) set_bit(suspected, hash & mask);
+      if (has_bit(seen, hash & mask)) set_bit(suspected, hash & mask), any = true;
       set_bit(seen, hash & mask);
     }
-    const auto suspects = static_cast<std::size_t>(
-        std::count_if(hashes.begin(), hashes.end(), [this](std::uint32_t hash) { return is_suspected(hash); }));
-    slots.assign(std::bit_ceil(2 * suspects), Slot{0, 0});
-    return suspects;
+    slots.assign(64, Slot{0, 0});
+    taken = 0;
+    return any;
   }
 
   [[nodiscard]] bool is_suspected(std::uint32_t hash) const noexcept { return has_bit(suspected, hash & mask); }
@@ -130,6 +131,16 @@ struct JsonDocument::KeyTables {
     for (std::size_t at = hash;; ++at) {
       Slot& slot = slots[at & (slots.size() - 1)];
       if (slot.distance == 0 || (slot.hash == hash && is_same(slot.distance))) return slot;
+    }
+  }
+
+  void take(Slot& slot, const Slot& value) {
+    slot = value;
+    if (2 * ++taken < slots.size()) return;
+    std::vector<Slot> old(2 * slots.size(), Slot{0, 0});
+    old.swap(slots);
+    for (const Slot& moved : old) {
+      if (moved.distance != 0) slot_of(moved.hash, [](std::uint32_t /*other*/) { return false; }) = moved;
     }
   }
 };
@@ -178,7 +189,7 @@ void JsonDocument::_mark_repeated_keys(Entry& object) {
   for (Entry* member = &object + 1; member != end; member += member->span) {
     tables.hashes.push_back(hash_of(_decoded_key(*member)));
   }
-  if (tables.suspect() == 0) return;
+  if (!tables.suspect()) return;
 
   auto hash = tables.hashes.begin();
   for (Entry* member = &object + 1; member != end; member += member->span, ++hash) {
@@ -187,7 +198,7 @@ void JsonDocument::_mark_repeated_keys(Entry& object) {
     const auto distance = static_cast<std::uint32_t>(member - &object);
     auto& slot = tables.slot_of(*hash, [&](std::uint32_t other) { return _key((&object)[other]) == key; });
     if (slot.distance == 0) {
-      slot = {*hash, distance};
+      tables.take(slot, {*hash, distance});
       continue;
     }
     Entry& first = (&object)[slot.distance];

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <span>
 #include <system_error>
 
 #include "quillmere/text/json.hpp"
@@ -220,6 +221,21 @@ std::optional<JsonValue> JsonValue::find(std::string_view key) const noexcept {
   }
   if (found == nullptr) return std::nullopt;
   return JsonValue(found, _document);
+}
+
+void JsonValue::_find_each(std::span<const std::string_view> keys,
+                           std::span<std::optional<JsonValue>> found) const noexcept {
+  if (!is_object()) return;
+  std::uint64_t sizes = 0;  // one bit for each: most members' keys have none of them
+  for (const std::string_view key : keys) sizes |= std::uint64_t{1} << key.size();
+  json_internal::Entry* const end = _entry + _entry->span;
+  for (json_internal::Entry* member = _entry + 1; member != end; member += member->span) {
+    const JsonString name = _document->_key(*member);
+    if (!name.has_escapes() && (name.raw().size() > 63 || (sizes >> name.raw().size() & 1U) == 0)) continue;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      if (name == keys[i]) found[i] = JsonValue(member, _document);
+    }
+  }
 }
 
 std::optional<JsonValue> JsonValue::first() const noexcept {

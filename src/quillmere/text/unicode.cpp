@@ -37,18 +37,28 @@ std::size_t trailing_whitespace(std::string_view text) noexcept {
   return 0;
 }
 
-/// Calls `visit` with each piece between runs of whitespace, in order.
+/// The bytes that whitespace begins with, and some other characters as well.
+constexpr std::array<bool, 256> MAY_BEGIN_WHITESPACE = [] {
+  std::array<bool, 256> may_begin{};
+  for (const char byte : std::string_view("\t\n\v\f\r \xC2\xE1\xE2\xE3")) {
+    may_begin[static_cast<unsigned char>(byte)] = true;
+  }
+  return may_begin;
+}();
+
+/// Calls `visit` with each piece between runs of whitespace, in order, until it gives false.
 template <class Visit>
 void for_each_piece(std::string_view text, Visit visit) {
   std::size_t begin = 0;
   std::size_t position = 0;
   while (position < text.size()) {
-    const std::size_t length = leading_whitespace(text.substr(position));
+    const std::size_t length =
+        MAY_BEGIN_WHITESPACE[byte_at(text, position)] ? leading_whitespace(text.substr(position)) : 0;
     if (length == 0) {
       ++position;
       continue;
     }
-    if (begin < position) visit(text.substr(begin, position - begin));
+    if (begin < position && !visit(text.substr(begin, position - begin))) return;
     position += length;
     begin = position;
   }
@@ -172,10 +182,10 @@ std::string_view strip(std::string_view text) noexcept {
   return text;
 }
 
-std::vector<std::string_view> split_whitespace(std::string_view text) {
-  std::vector<std::string_view> pieces;
-  for_each_piece(text, [&](std::string_view piece) { pieces.push_back(piece); });
-  return pieces;
+bool has_more_words_than(std::string_view text, std::size_t limit) noexcept {
+  std::size_t words = 0;
+  for_each_piece(text, [&](std::string_view /*word*/) { return ++words <= limit; });
+  return words > limit;
 }
 
 std::string collapse_whitespace(std::string_view text) {
@@ -184,6 +194,7 @@ std::string collapse_whitespace(std::string_view text) {
   for_each_piece(text, [&](std::string_view piece) {
     if (!collapsed.empty()) collapsed += ' ';
     collapsed += piece;
+    return true;
   });
   return collapsed;
 }

@@ -32,8 +32,9 @@ namespace quillmere::text {
 /// `text` without leading and trailing whitespace.
 [[nodiscard]] std::string_view strip(std::string_view text) noexcept;
 
-/// The non-empty pieces of `text` between runs of whitespace.
-[[nodiscard]] std::vector<std::string_view> split_whitespace(std::string_view text);
+/// Whether there are more than `limit` words in `text`: pieces between runs of whitespace, not empty. Stops at the
+/// first too many.
+[[nodiscard]] bool has_more_words_than(std::string_view text, std::size_t limit) noexcept;
 
 /// `text` with every run of whitespace made one space and none left at either end.
 [[nodiscard]] std::string collapse_whitespace(std::string_view text);

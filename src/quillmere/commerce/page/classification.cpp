@@ -47,8 +47,7 @@ void replace_generic_title(WorkingValues& values) {
 
 /// A single word beside a merchant of several: the search result had product and brand the wrong way round.
 void widen_single_word_title(WorkingValues& values) {
-  if (text::split_whitespace(values.title).size() > 1) return;
-  if (text::split_whitespace(values.merchant).size() < 3) return;
+  if (text::has_more_words_than(values.title, 1) || !text::has_more_words_than(values.merchant, 2)) return;
   if (is_missing(values.brand)) values.brand = values.title;
   std::swap(values.title, values.merchant);
 }

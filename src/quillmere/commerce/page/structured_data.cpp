@@ -1,5 +1,6 @@
 #include "quillmere/commerce/page/structured_data.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <string>
@@ -17,24 +18,31 @@ namespace {
 
 using text::JsonValue;
 
-std::optional<JsonValue> find_truthy(JsonValue object, std::string_view key) {
-  std::optional<JsonValue> member = object.find(key);
-  return member && member->is_truthy() ? member : std::nullopt;
+using Member = std::optional<JsonValue>;
+
+bool is_truthy(const Member& member) {
+  return member && member->is_truthy();
 }
 
-std::optional<std::string> stripped_text_form(const std::optional<JsonValue>& value) {
+/// The first truthy one; absent when none is.
+template <std::size_t N>
+Member first_truthy(const std::array<Member, N>& members) {
+  const auto found = std::find_if(members.begin(), members.end(), is_truthy);
+  return found == members.end() ? std::nullopt : *found;
+}
+
+std::optional<std::string> stripped_text_form(const Member& value) {
   if (!value) return std::nullopt;
   const std::optional<std::string> text = value->text_form();
   return text ? std::optional<std::string>(text::strip(*text)) : std::nullopt;
 }
 
-/// The lower-cased text form of a member; empty when it is missing or has none.
-std::string lowered_text_form(JsonValue object, std::string_view key) {
-  const std::optional<JsonValue> member = object.find(key);
+/// The lower-cased text form; empty when the member is missing or has none.
+std::string lowered_text_form(const Member& member) {
   return member ? text::to_lower(member->text_form().value_or("")) : "";
 }
 
-void take_title(const std::optional<JsonValue>& name, WorkingValues& values) {
+void take_title(const Member& name, WorkingValues& values) {
   if (!name || !name->is_string()) return;
   const std::string decoded = name->string();
   const std::string_view stripped = text::strip(decoded);
@@ -46,38 +54,38 @@ void mark_as_product(WorkingValues& values) {
   if (values.page_type != PageType::MARKETPLACE) values.page_type = PageType::PRODUCT;
 }
 
-std::optional<std::string> read_brand(JsonValue product) {
-  const std::optional<JsonValue> brand = product.find("brand");
+std::optional<std::string> read_brand(const Member& brand) {
   if (!brand) return std::nullopt;
   if (brand->is_object()) return stripped_text_form(brand->find("name"));
   return brand->is_string() ? stripped_text_form(brand) : std::nullopt;
 }
 
-/// The first truthy identifier that has a text form, from the seller's own code to the part number.
-std::optional<std::string> read_identifier(JsonValue product) {
-  for (const std::string_view key : {"sku", "gtin13", "gtin12", "gtin8", "mpn"}) {
-    if (std::optional<std::string> text = stripped_text_form(find_truthy(product, key))) return text;
+/// The first truthy identifier that has a text form.
+template <std::size_t N>
+std::optional<std::string> read_identifier(const std::array<Member, N>& identifiers) {
+  for (const Member& identifier : identifiers) {
+    if (!is_truthy(identifier)) continue;
+    if (std::optional<std::string> text = stripped_text_form(identifier)) return text;
   }
   return std::nullopt;
 }
 
 /// One element of an "image" array: an address, or an ImageObject.
-std::optional<std::string> read_image_element(const std::optional<JsonValue>& element) {
+std::optional<std::string> read_image_element(const Member& element) {
   if (!element) return std::nullopt;
   if (element->is_string()) return element->string();
   for (const std::string_view key : {"url", "contentUrl"}) {
-    const std::optional<JsonValue> address = element->find(key);
+    const Member address = element->find(key);
     if (address && address->is_string()) return address->string();
   }
   return std::nullopt;
 }
 
-std::optional<std::string> read_image(JsonValue product) {
-  const std::optional<JsonValue> image = product.find("image");
+std::optional<std::string> read_image(const Member& image) {
   if (!image) return std::nullopt;
   if (image->is_array()) return read_image_element(image->first());
   if (image->is_string()) return image->string();
-  const std::optional<JsonValue> address = image->find("url");
+  const Member address = image->find("url");
   return address ? address->text_form() : std::nullopt;
 }
 
@@ -87,53 +95,43 @@ std::optional<std::string> read_variant_image(JsonValue image) {
   return image.is_string() ? std::optional(image.string()) : std::nullopt;
 }
 
-void fill_identifier(JsonValue product, WorkingValues& values) {
-  if (!is_missing(values.sku)) return;
-  if (std::optional<std::string> sku = stripped_text_form(find_truthy(product, "sku"))) values.sku = std::move(sku);
+void fill_identifier(const Member& identifier, WorkingValues& values) {
+  if (!is_missing(values.sku) || !is_truthy(identifier)) return;
+  if (std::optional<std::string> sku = stripped_text_form(identifier)) values.sku = std::move(sku);
 }
 
 /// The first variant with offers supplies them; it and those before it also fill a missing identifier and image.
-std::optional<JsonValue> offers_of_variants(JsonValue variants, WorkingValues& values) {
+Member offers_of_variants(JsonValue variants, WorkingValues& values) {
   for (const JsonValue variant : variants.elements()) {
-    if (!variant.is_object()) continue;
-    fill_identifier(variant, values);
-    if (is_missing(values.image)) {
-      if (const auto image = find_truthy(variant, "image")) values.image = read_variant_image(*image);
-    }
-    if (const auto offers = find_truthy(variant, "offers")) return offers;
+    const auto [sku, image, offers] = variant.find_each<3>({"sku", "image", "offers"});
+    fill_identifier(sku, values);
+    if (is_missing(values.image) && is_truthy(image)) values.image = read_variant_image(*image);
+    if (is_truthy(offers)) return offers;
   }
   return std::nullopt;
 }
 
-std::optional<JsonValue> find_offers(JsonValue product, const ProductChoice& products, WorkingValues& values) {
-  if (const auto offers = find_truthy(product, "offers")) return offers;
-  const std::optional<JsonValue> variants = product.find("hasVariant");
+/// The product's own offers, else those of its variants, else those of another product.
+Member find_offers(const Member& own, const Member& variants, const Member& other, WorkingValues& values) {
+  if (is_truthy(own)) return own;
   if (variants && variants->is_array()) {
-    if (const auto offers = offers_of_variants(*variants, values)) return offers;
+    if (const Member offers = offers_of_variants(*variants, values)) return offers;
   }
-  if (!products.offering) return std::nullopt;
-  fill_identifier(*products.offering, values);
-  return products.offering->find("offers");
+  if (!other) return std::nullopt;
+  fill_identifier(other->find("sku"), values);
+  return other->find("offers");
 }
 
 /// The offer that counts: the object itself, or the first of a list. Absent when that is no object or says nothing.
-std::optional<JsonValue> choose_offer(const std::optional<JsonValue>& offers) {
+Member choose_offer(const Member& offers) {
   if (!offers) return std::nullopt;
-  const std::optional<JsonValue> offer = offers->is_array() ? offers->first() : offers;
+  const Member offer = offers->is_array() ? offers->first() : offers;
   return offer && offer->is_object() && !offer->is_empty() ? offer : std::nullopt;
 }
 
-void read_offer_price(JsonValue offer, WorkingValues& values) {
-  std::optional<JsonValue> price = offer.find("highPrice");  // counts even when it is 0, if nothing else is truthy
-  for (const std::string_view key : {"price", "lowPrice", "highPrice"}) {
-    if (const auto truthy = find_truthy(offer, key)) {
-      price = truthy;
-      break;
-    }
-  }
-  const std::optional<JsonValue> code = offer.find("priceCurrency");
+void read_offer_price(const Member& price, const Member& currency, WorkingValues& values) {
   std::optional<std::string> price_currency;
-  if (code && code->is_string()) price_currency = code->string();
+  if (currency && currency->is_string()) price_currency = currency->string();
   if (const auto printed = price ? price->text_form() : std::nullopt) {
     if (std::optional<NormalizedPrice> parsed = PriceNormalizer::parse(printed, price_currency)) {
       values.price_amount = parsed->amount;
@@ -143,8 +141,7 @@ void read_offer_price(JsonValue offer, WorkingValues& values) {
   if (is_missing(values.currency)) values.currency = std::move(price_currency);
 }
 
-void read_availability(JsonValue offer, WorkingValues& values) {
-  const std::string availability = lowered_text_form(offer, "availability");
+void read_availability(const std::string& availability, WorkingValues& values) {
   if (contains(availability, "instock")) {
     values.stock = StockStatus::IN_STOCK;
   } else if (contains(availability, "outofstock") || contains(availability, "soldout")) {
@@ -154,41 +151,38 @@ void read_availability(JsonValue offer, WorkingValues& values) {
   }
 }
 
-std::optional<ItemCondition> read_condition(JsonValue offer) {
-  const std::string condition = lowered_text_form(offer, "itemCondition");
+std::optional<ItemCondition> read_condition(const std::string& condition) {
   if (contains(condition, "new")) return ItemCondition::NEW;
   if (contains(condition, "used")) return ItemCondition::USED;
   if (contains(condition, "refurbished")) return ItemCondition::REFURBISHED;
   return std::nullopt;
 }
 
-/// The first truthy of two members, the second as it is when neither is.
-std::optional<JsonValue> first_truthy_of(JsonValue object, std::string_view first, std::string_view second) {
-  const std::optional<JsonValue> value = find_truthy(object, first);
-  return value ? value : object.find(second);
+void read_offer(JsonValue offer, WorkingValues& values) {
+  const auto [price, low_price, high_price, currency, availability, condition] =
+      offer.find_each<6>({"price", "lowPrice", "highPrice", "priceCurrency", "availability", "itemCondition"});
+  const Member truthy_price = first_truthy(std::array{price, low_price, high_price});
+  // The highest counts even when it is 0, if nothing else is truthy.
+  read_offer_price(truthy_price ? truthy_price : high_price, currency, values);
+  read_availability(lowered_text_form(availability), values);
+  values.condition = read_condition(lowered_text_form(condition));
 }
 
-/// The price of page state in cents, as an amount. Absent when none of the members holds a positive number.
-std::optional<double> read_cents(JsonValue product) {
-  for (const std::string_view key : {"specialDisplayPriceCents", "retailPriceCents", "lowestPriceCents"}) {
-    const std::optional<JsonValue> cents = find_truthy(product, key);
-    if (!cents) continue;
-    const double number = cents->number().value_or(0);
-    if (!(number > 0) || !std::isfinite(number)) return std::nullopt;
-    return text::round_to_two_decimals(number / 100);
-  }
-  return std::nullopt;
+/// A price of page state in cents, as an amount. Absent when it is no positive number.
+std::optional<double> read_cents(const Member& cents) {
+  const double number = cents ? cents->number().value_or(0) : 0;
+  if (!(number > 0) || !std::isfinite(number)) return std::nullopt;
+  return text::round_to_two_decimals(number / 100);
 }
 
-void read_state_price(JsonValue product, WorkingValues& values) {
+void read_state_price(const Member& cents, const Member& price, WorkingValues& values) {
   if (values.price_amount) return;
-  if (const std::optional<double> amount = read_cents(product)) {
+  if (const std::optional<double> amount = read_cents(cents)) {
     values.price_amount = amount;
     values.currency = "USD";
     return;
   }
-  const std::optional<JsonValue> price = find_truthy(product, "price");
-  const std::optional<std::string> printed = price ? price->text_form() : std::nullopt;
+  const std::optional<std::string> printed = is_truthy(price) ? price->text_form() : std::nullopt;
   if (!printed) return;
   if (std::optional<NormalizedPrice> parsed = PriceNormalizer::parse(printed)) {
     values.price_amount = parsed->amount;
@@ -199,40 +193,42 @@ void read_state_price(JsonValue product, WorkingValues& values) {
 }  // namespace
 
 bool ProductChoice::consider(JsonValue product) {
-  const bool has_offers = find_truthy(product, "offers").has_value();
-  const auto tells = [&] { return has_offers || find_truthy(product, "sku") || find_truthy(product, "hasVariant"); };
+  const auto [offers, sku, variants] = product.find_each<3>({"offers", "sku", "hasVariant"});
+  const bool has_offers = is_truthy(offers);
   bool chosen = false;
-  const auto choose = [&](std::optional<JsonValue>& place) { place = product, chosen = true; };
+  const auto choose = [&](Member& place) { place = product, chosen = true; };
   if (!first) choose(first);
-  if (!telling && tells()) choose(telling);
+  if (!telling && (has_offers || is_truthy(sku) || is_truthy(variants))) choose(telling);
   if (!offering && has_offers) choose(offering);
   return chosen;
 }
 
 void read_ld_json(const ProductChoice& products, WorkingValues& values) {
   const JsonValue product = products.telling ? *products.telling : *products.first;
+  const auto [name, brand, image, sku, gtin13, gtin12, gtin8, mpn, own_offers, variants] = product.find_each<10>(
+      {"name", "brand", "image", "sku", "gtin13", "gtin12", "gtin8", "mpn", "offers", "hasVariant"});
   values.fetch_source = FETCH_SOURCE_LD_JSON;
   mark_as_product(values);
-  take_title(product.find("name"), values);
-  values.brand = read_brand(product);
-  values.sku = read_identifier(product);
-  values.image = read_image(product);
-  const std::optional<JsonValue> offer = choose_offer(find_offers(product, products, values));
-  if (!offer) return;
-  read_offer_price(*offer, values);
-  read_availability(*offer, values);
-  values.condition = read_condition(*offer);
+  take_title(name, values);
+  values.brand = read_brand(brand);
+  values.sku = read_identifier(std::array{sku, gtin13, gtin12, gtin8, mpn});
+  values.image = read_image(image);
+  const Member offers = find_offers(own_offers, variants, products.offering, values);
+  if (const Member offer = choose_offer(offers)) read_offer(*offer, values);
 }
 
 void read_page_state(JsonValue product, WorkingValues& values) {
+  const auto [name, title, brand_name, brand, sku, special_cents, retail_cents, lowest_cents, price] =
+      product.find_each<9>({"name", "title", "brandName", "brand", "sku", "specialDisplayPriceCents",
+                            "retailPriceCents", "lowestPriceCents", "price"});
   values.fetch_source = FETCH_SOURCE_NEXT_DATA;
   mark_as_product(values);
-  take_title(first_truthy_of(product, "name", "title"), values);
-  const std::optional<JsonValue> brand = first_truthy_of(product, "brandName", "brand");
-  values.brand = brand && brand->is_string() ? stripped_text_form(brand) : std::nullopt;
+  take_title(is_truthy(name) ? name : title, values);
+  const Member& any_brand = is_truthy(brand_name) ? brand_name : brand;
+  values.brand = any_brand && any_brand->is_string() ? stripped_text_form(any_brand) : std::nullopt;
   if (is_missing(values.brand)) values.brand = std::nullopt;
-  values.sku = stripped_text_form(find_truthy(product, "sku"));
-  read_state_price(product, values);
+  values.sku = is_truthy(sku) ? stripped_text_form(sku) : std::nullopt;
+  read_state_price(first_truthy(std::array{special_cents, retail_cents, lowest_cents}), price, values);
   values.stock = StockStatus::IN_STOCK;
   values.condition = ItemCondition::NEW;
 }
