@@ -138,9 +138,15 @@ class SyntheticPages {
   void _paragraph() {
     _out += "    <div class=\"block\"><h3 id=\"" + _identifier() + "\">";
     _words(5);
-    _out += "</h3>\n      <p>";
-    _words(40 + _below(60));
-    _out += "</p>\n      <a class=\"more\" href=\"/posts/" + _identifier() + "\">Read more</a></div>\n";
+    _out += "</h3>\n      <p class=\"text text--" + _identifier() + "\">";
+    for (std::size_t i = _below(3); i < 4; ++i) {
+      _words(10 + _below(20));
+      _out +=
+          "<a class=\"link\" href=\"https://news.example/" + _identifier() + "\" rel=\"noopener\"><span class=\"u\">";
+      _words(2);
+      _out += "</span></a> ";
+    }
+    _out += "</p></div>\n";
   }
 
   void _style_rule() {
@@ -157,7 +163,8 @@ class SyntheticPages {
 
   void _statement() {
     _out += "var " + _identifier() + "=function(e,t){return e." + _identifier() + "?t(\"" + _identifier() +
-            "\"):{a:!0,b:[1,2]}};";
+            "\"):{\"type\":!0,\"" + _identifier() + "\":[1,2],\"class\":\"s\"}};";
+    if (_below(100) == 0) _out += "</script>\n<script>";
     if (_below(40) == 0) _out += "{\"sku\":\"" + _identifier() + "\",\"stock\":\"customer support protocol\"}";
   }
 

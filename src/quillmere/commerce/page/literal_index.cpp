@@ -148,35 +148,44 @@ void LiteralIndex::_scan_portable(std::size_t from) {
 #ifdef QUILLMERE_X86
 
 // Both versions below scan as long as a block and the two bytes behind it lie within the page, and return where they
-// stopped. A shuffle gives 0 for a byte above 0x7F whatever its low nibble, which is right: the literals are ASCII.
+// stopped. Blocks without a hit, nearly all, are passed over in an inner loop that keeps the tables in registers. A
+// shuffle gives 0 for a byte above 0x7F whatever its low nibble, which is right: the literals are ASCII.
 
 namespace {
 
-__attribute__((target("ssse3"))) inline __m128i buckets_of_16(const char* bytes) {
+struct Tables128 {
+  __m128i low[FINGERPRINT];
+  __m128i high[FINGERPRINT];
+};
+struct Tables256 {
+  __m256i low[FINGERPRINT];
+  __m256i high[FINGERPRINT];
+};
+
+__attribute__((target("ssse3"))) inline __m128i load_16(const void* bytes) {
+  return _mm_loadu_si128(static_cast<const __m128i*>(bytes));
+}
+
+__attribute__((target("ssse3"))) inline __m128i buckets_of(const Tables128& tables, const char* bytes) {
   const __m128i nibble = _mm_set1_epi8(15);
   __m128i buckets = _mm_set1_epi8(-1);
   for (std::size_t place = 0; place < FINGERPRINT; ++place) {
-    const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + place));
-    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(NIBBLES.low[place].data()));
-    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(NIBBLES.high[place].data()));
+    const __m128i block = load_16(bytes + place);
     const __m128i high_nibbles = _mm_and_si128(_mm_srli_epi16(block, 4), nibble);
-    buckets = _mm_and_si128(buckets, _mm_and_si128(_mm_shuffle_epi8(low, block), _mm_shuffle_epi8(high, high_nibbles)));
+    buckets = _mm_and_si128(buckets, _mm_and_si128(_mm_shuffle_epi8(tables.low[place], block),
+                                                   _mm_shuffle_epi8(tables.high[place], high_nibbles)));
   }
   return buckets;
 }
 
-__attribute__((target("avx2"))) inline __m256i buckets_of_32(const char* bytes) {
+__attribute__((target("avx2"))) inline __m256i buckets_of(const Tables256& tables, const char* bytes) {
   const __m256i nibble = _mm256_set1_epi8(15);
   __m256i buckets = _mm256_set1_epi8(-1);
   for (std::size_t place = 0; place < FINGERPRINT; ++place) {
     const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes + place));
-    const __m256i low =
-        _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(NIBBLES.low[place].data())));
-    const __m256i high =
-        _mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(NIBBLES.high[place].data())));
     const __m256i high_nibbles = _mm256_and_si256(_mm256_srli_epi16(block, 4), nibble);
-    buckets = _mm256_and_si256(
-        buckets, _mm256_and_si256(_mm256_shuffle_epi8(low, block), _mm256_shuffle_epi8(high, high_nibbles)));
+    buckets = _mm256_and_si256(buckets, _mm256_and_si256(_mm256_shuffle_epi8(tables.low[place], block),
+                                                         _mm256_shuffle_epi8(tables.high[place], high_nibbles)));
   }
   return buckets;
 }
@@ -185,30 +194,44 @@ __attribute__((target("avx2"))) inline __m256i buckets_of_32(const char* bytes) 
 
 __attribute__((target("ssse3"))) std::size_t LiteralIndex::_scan_ssse3() {
   constexpr std::size_t BLOCK = 16;
-  std::size_t at = 0;
-  for (; at + BLOCK + FINGERPRINT - 1 <= _page.size(); at += BLOCK) {
-    const __m128i found = buckets_of_16(_page.data() + at);
-    const __m128i misses = _mm_cmpeq_epi8(found, _mm_setzero_si128());
-    const auto hits = static_cast<std::uint32_t>(_mm_movemask_epi8(misses)) ^ 0xFFFFU;
-    if (hits == 0) continue;
-    const auto buckets = std::bit_cast<std::array<std::uint8_t, BLOCK>>(found);
-    _judge_block(at, hits, buckets.data());
+  Tables128 tables;
+  for (std::size_t place = 0; place < FINGERPRINT; ++place) {
+    tables.low[place] = load_16(NIBBLES.low[place].data());
+    tables.high[place] = load_16(NIBBLES.high[place].data());
   }
-  return at;
+  const std::size_t end = _page.size();
+  for (std::size_t at = 0;;) {
+    __m128i found = _mm_setzero_si128();
+    std::uint32_t hits = 0;
+    for (; hits == 0 && at + BLOCK + FINGERPRINT - 1 <= end; at += BLOCK) {
+      found = buckets_of(tables, _page.data() + at);
+      hits = static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(found, _mm_setzero_si128()))) ^ 0xFFFFU;
+    }
+    if (hits == 0) return at;
+    const auto buckets = std::bit_cast<std::array<std::uint8_t, BLOCK>>(found);
+    _judge_block(at - BLOCK, hits, buckets.data());
+  }
 }
 
 __attribute__((target("avx2"))) std::size_t LiteralIndex::_scan_avx2() {
   constexpr std::size_t BLOCK = 32;
-  std::size_t at = 0;
-  for (; at + BLOCK + FINGERPRINT - 1 <= _page.size(); at += BLOCK) {
-    const __m256i found = buckets_of_32(_page.data() + at);
-    if (_mm256_testz_si256(found, found) != 0) continue;
+  Tables256 tables;
+  for (std::size_t place = 0; place < FINGERPRINT; ++place) {
+    tables.low[place] = _mm256_broadcastsi128_si256(load_16(NIBBLES.low[place].data()));
+    tables.high[place] = _mm256_broadcastsi128_si256(load_16(NIBBLES.high[place].data()));
+  }
+  const std::size_t end = _page.size();
+  for (std::size_t at = 0;;) {
+    __m256i found = _mm256_setzero_si256();
+    for (; _mm256_testz_si256(found, found) != 0 && at + BLOCK + FINGERPRINT - 1 <= end; at += BLOCK) {
+      found = buckets_of(tables, _page.data() + at);
+    }
     const __m256i misses = _mm256_cmpeq_epi8(found, _mm256_setzero_si256());
     const auto hits = ~static_cast<std::uint32_t>(_mm256_movemask_epi8(misses));
+    if (hits == 0) return at;
     const auto buckets = std::bit_cast<std::array<std::uint8_t, BLOCK>>(found);
-    _judge_block(at, hits, buckets.data());
+    _judge_block(at - BLOCK, hits, buckets.data());
   }
-  return at;
 }
 
 #endif
