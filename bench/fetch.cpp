@@ -1,0 +1,180 @@
+// Fetching pages in one call, 32 in flight and every body kept, against wrk and curl --parallel, where these are
+// installed, on the same server.
+//
+//   fetch              its own server on loopback
+//   fetch 10KB 100KB   two URLs of another server, which give pages of about these sizes
+//
+// The clients take turns in each of 7 rounds; a figure is the median of the rounds, a ratio the median of the rounds' own
+// ratios. wrk drops what it receives: it is the limit, not a rival. With its own server the program also fetches from
+// one that takes 200 ms for each page, and from one that leaves 8 of 64 requests without an answer.
+
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
+
+#include "bench/child.hpp"
+#include "bench/measure.hpp"
+#include "bench/page_server.hpp"
+
+#include "quillmere/commerce/destination_fetcher.hpp"
+
+namespace {
+
+using namespace quillmere;
+using Urls = std::vector<std::string>;
+
+constexpr int ROUNDS = 7;
+constexpr int IN_FLIGHT = 32;
+const std::string SCRATCH = "/tmp/quillmere-bench-fetch";
+
+struct Speed {
+  double requests_per_second = 0;
+  double processor_seconds_per_1000 = 0;
+};
+
+/// Seconds that one call takes; `pages` counts the texts it gave.
+double fetch_all(const Urls& urls, std::size_t& pages) {
+  http::FetchOptions options;
+  options.allow_private_networks = true;
+  boost::asio::io_context context;
+  const auto start = std::chrono::steady_clock::now();
+  auto result = boost::asio::co_spawn(
+      context, commerce::ScraplingDestinationFetcher::fetch_many(urls, IN_FLIGHT, 5, options), boost::asio::use_future);
+  context.run();
+  const commerce::HtmlMap map = result.get();
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  pages = 0;
+  for (const auto& [url, text] : map) pages += text ? 1U : 0U;
+  return taken.count();
+}
+
+/// `url` as often as asked, never twice the same.
+Urls distinct(const std::string& url, std::size_t count) {
+  Urls urls;
+  const char mark = url.find('?') == std::string::npos ? '?' : '&';
+  for (std::size_t i = 0; i < count; ++i) urls.push_back(url + mark + "n=" + std::to_string(i));
+  return urls;
+}
+
+Speed speed_of_quillmere(const Urls& urls) {
+  std::size_t pages = 0;
+  std::timespec before{};
+  std::timespec after{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
+  const double seconds = fetch_all(urls, pages);
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
+  if (pages != urls.size()) std::printf("  only %zu of %zu pages came\n", pages, urls.size());
+  const double used =
+      static_cast<double>(after.tv_sec - before.tv_sec) + static_cast<double>(after.tv_nsec - before.tv_nsec) * 1e-9;
+  const auto count = static_cast<double>(urls.size());
+  return {count / seconds, 1000 * used / count};
+}
+
+std::optional<Speed> speed_of_curl(const Urls& urls) {
+  std::ofstream settings(SCRATCH + ".curl");
+  for (const std::string& url : urls) settings << "url = \"" << url << "\"\noutput = /dev/null\n";
+  settings.close();
+  const auto run = bench::run_child(
+      {"curl", "-s", "--parallel", "--parallel-max", std::to_string(IN_FLIGHT), "-K", SCRATCH + ".curl"});
+  if (!run.succeeded) return std::nullopt;
+  const auto count = static_cast<double>(urls.size());
+  return Speed{count / run.wall_seconds, 1000 * run.processor_seconds / count};
+}
+
+std::optional<Speed> speed_of_wrk(const Urls& urls) {
+  const auto run = bench::run_child({"wrk", "-t1", "-c" + std::to_string(IN_FLIGHT), "-d1s", urls.front()}, "/dev/null",
+                                    SCRATCH + ".wrk");
+  std::ifstream in(SCRATCH + ".wrk");
+  const std::string said(std::istreambuf_iterator<char>(in), {});
+  std::smatch count;
+  std::smatch rate;
+  if (!run.succeeded || !std::regex_search(said, count, std::regex("([0-9]+) requests in")) ||
+      !std::regex_search(said, rate, std::regex("Requests/sec: *([0-9.]+)"))) {
+    return std::nullopt;
+  }
+  return Speed{std::stod(rate[1]), 1000 * run.processor_seconds / std::stod(count[1])};
+}
+
+struct Client {
+  const char* name;
+  std::function<std::optional<Speed>(const Urls&)> measure;
+  std::vector<Speed> speeds = {};
+};
+
+using Figure = double Speed::*;
+
+double median_of(const Client& client, Figure figure) {
+  std::vector<double> values;
+  for (const Speed& speed : client.speeds) values.push_back(speed.*figure);
+  return bench::median(values);
+}
+
+double median_ratio(const Client& client, const Client& rival, Figure figure) {
+  std::vector<double> ratios;
+  for (std::size_t i = 0; i < client.speeds.size(); ++i) {
+    ratios.push_back(client.speeds[i].*figure / (rival.speeds[i].*figure));
+  }
+  return bench::median(ratios);
+}
+
+void compare(const char* title, const Urls& urls, const char* bars) {
+  std::vector<Client> clients = {{"quillmere", speed_of_quillmere}};
+  if (bench::is_installed("wrk")) clients.push_back({"wrk -t1", speed_of_wrk});
+  if (bench::is_installed("curl")) clients.push_back({"curl --parallel", speed_of_curl});
+  for (int round = 0; round < ROUNDS; ++round) {
+    for (Client& client : clients) client.speeds.push_back(client.measure(urls).value_or(Speed{}));
+  }
+  std::printf("%s, %zu requests, %d in flight\n  %-18s %11s %16s %22s\n", title, urls.size(), IN_FLIGHT, "",
+              "requests/s", "CPU s per 1,000", "quillmere against it");
+  for (const Client& client : clients) {
+    std::printf("  %-18s %11.0f %16.3f", client.name, median_of(client, &Speed::requests_per_second),
+                median_of(client, &Speed::processor_seconds_per_1000));
+    if (&client != &clients.front()) {
+      std::printf("   %.2fx speed, %.2fx CPU", median_ratio(clients.front(), client, &Speed::requests_per_second),
+                  median_ratio(clients.front(), client, &Speed::processor_seconds_per_1000));
+    }
+    std::printf("\n");
+  }
+  std::printf("  to be %s\n\n", bars);
+}
+
+void measure_slow_server(const std::string& origin) {
+  std::vector<double> seconds;
+  std::size_t pages = 0;
+  for (int round = 0; round < ROUNDS; ++round) seconds.push_back(fetch_all(distinct(origin + "/delay/200", 128), pages));
+  std::printf("128 pages of a server that takes 200 ms, 32 in flight: %zu pages, %.3f s, %.3fx the ideal 0.8 s (to be at"
+              " most 1.05)\n",
+              pages, bench::median(seconds), bench::median(seconds) / 0.8);
+}
+
+void measure_hanging_server(const std::string& origin) {
+  Urls urls = distinct(origin + "/bytes/10240", 64);
+  for (std::size_t i = 0; i < 8; ++i) urls[8 * i] = origin + "/hang?n=" + std::to_string(i);
+  std::size_t pages = 0;
+  const double seconds = fetch_all(urls, pages);
+  std::printf("64 pages, 8 of them never answered, limit 5 s: %zu pages, %.2f s (to be at most 5.3)\n", pages, seconds);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bench::PageServer server;
+  const std::string small = argc == 3 ? argv[1] : server.origin() + "/bytes/10240";
+  const std::string large = argc == 3 ? argv[2] : server.origin() + "/bytes/102400";
+  compare("pages of 10 KB", distinct(small, 10000),
+          "at least 0.40x the speed of wrk and 1.2x that of curl, at most 3x the CPU of wrk");
+  compare("pages of 100 KB", distinct(large, 2000), "at least 0.33x the speed of wrk, at most 3x its CPU");
+  measure_slow_server(server.origin());
+  measure_hanging_server(server.origin());
+}
