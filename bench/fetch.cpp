@@ -4,9 +4,9 @@
 //   fetch              its own server on loopback
 //   fetch 10KB 100KB   two URLs of another server, which give pages of about these sizes
 //
-// The clients take turns in each of 7 rounds; a figure is the median of the rounds, a ratio the median of the rounds' own
-// ratios. wrk drops what it receives: it is the limit, not a rival. With its own server the program also fetches from
-// one that takes 200 ms for each page, and from one that leaves 8 of 64 requests without an answer.
+// The clients take turns in each of 7 rounds; a figure is the median of the rounds, a ratio the median of the rounds'
+// own ratios. wrk drops what it receives: it is the limit, not a rival. With its own server the program also fetches
+// from one that takes 200 ms for each page, and from one that leaves 8 of 64 requests without an answer.
 
 #include <chrono>
 #include <cstdio>
@@ -19,13 +19,12 @@
 #include <string>
 #include <vector>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/use_future.hpp>
-
 #include "bench/child.hpp"
 #include "bench/measure.hpp"
 #include "bench/page_server.hpp"
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
 
 #include "quillmere/commerce/destination_fetcher.hpp"
 
@@ -152,10 +151,12 @@ void compare(const char* title, const Urls& urls, const char* bars) {
 void measure_slow_server(const std::string& origin) {
   std::vector<double> seconds;
   std::size_t pages = 0;
-  for (int round = 0; round < ROUNDS; ++round) seconds.push_back(fetch_all(distinct(origin + "/delay/200", 128), pages));
-  std::printf("128 pages of a server that takes 200 ms, 32 in flight: %zu pages, %.3f s, %.3fx the ideal 0.8 s (to be at"
-              " most 1.05)\n",
-              pages, bench::median(seconds), bench::median(seconds) / 0.8);
+  for (int round = 0; round < ROUNDS; ++round)
+    seconds.push_back(fetch_all(distinct(origin + "/delay/200", 128), pages));
+  std::printf(
+      "128 pages of a server that takes 200 ms, 32 in flight: %zu pages, %.3f s, %.3fx the ideal 0.8 s (to be at"
+      " most 1.05)\n",
+      pages, bench::median(seconds), bench::median(seconds) / 0.8);
 }
 
 void measure_hanging_server(const std::string& origin) {

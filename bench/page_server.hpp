@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <queue>
 #include <stdexcept>
 #include <string>
@@ -15,7 +14,8 @@
 #include <utility>
 #include <vector>
 
-#include <csignal>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -115,7 +115,8 @@ class PageServer {
       std::string& received = _connections[socket].received;
       char buffer[16384];
       ssize_t count = 0;
-      while ((count = read(socket, buffer, sizeof buffer)) > 0) received.append(buffer, static_cast<std::size_t>(count));
+      while ((count = read(socket, buffer, sizeof buffer)) > 0)
+        received.append(buffer, static_cast<std::size_t>(count));
       if (count == 0) {
         close(socket);
         _connections.erase(socket);
