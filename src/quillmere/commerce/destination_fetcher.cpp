@@ -5,6 +5,7 @@
 #include <exception>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <string_view>
 #include <thread>
 #include <unordered_set>
@@ -70,19 +71,21 @@ std::vector<std::string> distinct(std::vector<std::string> urls) {
 }
 
 // One `fetch_many` call. Everything happens on its strand. The fetches own it, and it owns whoever waits for the map,
-// so that all of it goes when the execution context does.
+// so that all of it goes when the execution context does. As many fetches as may be in flight exist at a time: each,
+// when it ends, makes way for that of the next URL.
 class Batch : public std::enable_shared_from_this<Batch> {
  public:
   using Handler = boost::asio::any_completion_handler<void(std::exception_ptr, HtmlMap)>;
 
-  Batch(const boost::asio::any_io_executor& executor, std::vector<std::string> urls, std::shared_ptr<Semaphore> sem,
-        int timeout, FetchOptions options)
+  Batch(const boost::asio::any_io_executor& executor, std::vector<std::string> urls, int concurrency, int timeout,
+        FetchOptions options)
       : _strand(boost::asio::make_strand(executor)),
-        _sem(std::move(sem)),
+        _sem(concurrency),
         _urls(std::move(urls)),
         _timeout(timeout),
         _options(std::move(options)),
-        _pages(_urls.size()) {}
+        _pages(_urls.size()),
+        _fetches(std::min(static_cast<std::size_t>(concurrency), _urls.size())) {}
 
   void start(Handler handler) {
     _handler.swap(handler);  // the move assignment of Boost 1.81 never returns
@@ -104,25 +107,31 @@ class Batch : public std::enable_shared_from_this<Batch> {
 
   void run() {
     _running = 1;  // this function
-    try {
-      for (std::size_t i = 0; i < _urls.size() && !_error; ++i) spawn(i);
-    } catch (...) {
-      fail(std::current_exception());
-    }
+    for (Fetch& fetch : _fetches) go_on(fetch);
     end_one();
   }
 
-  void spawn(std::size_t i) {
-    Fetch& fetch = _fetches.emplace_back();
+  // Lets `fetch`, which is idle, fetch the next URL, if there is one.
+  void go_on(Fetch& fetch) {
+    if (_is_abandoned || _next == _urls.size()) return;
+    try {
+      spawn(fetch, _next++);
+    } catch (...) {
+      fail(std::current_exception());
+    }
+  }
+
+  void spawn(Fetch& fetch, std::size_t i) {
     boost::asio::co_spawn(
-        _strand, ScraplingDestinationFetcher::fetch_one(std::move(_urls[i]), *_sem, _timeout, _options),
-        boost::asio::bind_cancellation_slot(fetch.cancellation.slot(),
-                                            [self = shared_from_this(), i](const std::exception_ptr& error, Page page) {
-                                              self->_fetches[i].is_running = false;
-                                              self->_pages[i] = std::move(page);
-                                              if (error) self->fail(error);
-                                              self->end_one();
-                                            }));
+        _strand, ScraplingDestinationFetcher::fetch_one(std::move(_urls[i]), _sem, _timeout, _options),
+        boost::asio::bind_cancellation_slot(fetch.cancellation.slot(), [self = shared_from_this(), &fetch, i](
+                                                                           const std::exception_ptr& error, Page page) {
+          fetch.is_running = false;
+          self->_pages[i] = std::move(page);
+          if (error) self->fail(error);
+          self->go_on(fetch);
+          self->end_one();
+        }));
     fetch.is_running = true;
     ++_running;
   }
@@ -134,6 +143,7 @@ class Batch : public std::enable_shared_from_this<Batch> {
 
   void abandon() {
     if (std::exchange(_is_abandoned, true)) return;
+    for (; _next < _urls.size(); ++_next) tell(_options, report_of(_urls[_next], FetchReason::CANCELLED));
     for (Fetch& fetch : _fetches) {
       if (fetch.is_running) fetch.cancellation.emit(boost::asio::cancellation_type::terminal);
     }
@@ -153,8 +163,9 @@ class Batch : public std::enable_shared_from_this<Batch> {
   }
 
   boost::asio::strand<boost::asio::any_io_executor> _strand;
-  std::shared_ptr<Semaphore> _sem;
+  Semaphore _sem;
   std::vector<std::string> _urls;
+  std::size_t _next = 0;  // of the URLs
   int _timeout;
   FetchOptions _options;
   std::vector<Page> _pages;
@@ -176,7 +187,7 @@ struct CancelBatch {
 
 struct StartBatch {
   std::vector<std::string> urls;
-  std::shared_ptr<Semaphore> sem;
+  int concurrency;
   int timeout;
   FetchOptions options;
 
@@ -184,7 +195,7 @@ struct StartBatch {
   void operator()(Handler&& handler) {
     // No copy of it stays here: the waiting coroutine must not own what owns it.
     const auto batch = std::make_shared<Batch>(boost::asio::get_associated_executor(handler), std::move(urls),
-                                               std::move(sem), timeout, std::move(options));
+                                               concurrency, timeout, std::move(options));
     Batch::Handler waiter(std::forward<Handler>(handler));
     auto slot = waiter.get_cancellation_slot();
     if (slot.is_connected()) slot.emplace<CancelBatch>(CancelBatch{batch});
@@ -240,7 +251,8 @@ boost::asio::awaitable<HtmlMap> ScraplingDestinationFetcher::fetch_many(std::vec
     co_return pages;
   }
   const int concurrency = internal::concurrency_of(max_workers, std::thread::hardware_concurrency());
-  StartBatch start{distinct(std::move(urls)), std::make_shared<Semaphore>(concurrency), timeout, std::move(options)};
+  if (concurrency < 0) throw std::invalid_argument("quillmere: a negative number of workers cannot fetch");
+  StartBatch start{distinct(std::move(urls)), concurrency, timeout, std::move(options)};
   co_return co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>,
                                                  void(std::exception_ptr, HtmlMap)>(std::move(start),
                                                                                     boost::asio::use_awaitable);
