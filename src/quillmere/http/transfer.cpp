@@ -182,8 +182,7 @@ Easy make_easy(bool allow_private_networks) {
 }
 
 Transfer::Transfer(const boost::asio::any_io_executor& executor, std::string url, int timeout, std::string authorities)
-    : limit(executor),
-      request_time(seconds_within_curl(timeout)),
+    : request_time(seconds_within_curl(timeout)),
       total_time(std::chrono::seconds(std::max<std::int64_t>(std::int64_t{timeout} + 1, 0))),
       ca_file(std::move(authorities)),
       _executor(executor) {

@@ -9,7 +9,6 @@
 
 #include <boost/asio/any_completion_handler.hpp>
 #include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <curl/curl.h>
 
 #include "quillmere/http/async_fetcher.hpp"
@@ -49,9 +48,9 @@ class Transfer {
 
   Handler handler;
   Easy easy;
-  boost::asio::steady_timer limit;         ///< the outer time limit
   std::chrono::milliseconds request_time;  ///< the request's own limit, 0 for none
-  std::chrono::milliseconds total_time;
+  std::chrono::milliseconds total_time;    ///< the outer limit
+  Clock::time_point limit;                 ///< when `total_time` is over; set when the transfer begins
   std::string ca_file;
   std::size_t index = 0;  ///< place among the active transfers of the loop
   bool active = false;

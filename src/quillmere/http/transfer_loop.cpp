@@ -118,6 +118,7 @@ void TransferLoop::on_ready() {
     drive_sockets();
     drive_timeouts();
     collect(finished);
+    drive_limits(finished);
     rest();
   }
   for (const auto& each : finished) each->deliver(true);
@@ -140,11 +141,8 @@ bool TransferLoop::begin(const std::shared_ptr<Transfer>& transfer) {
   transfer->index = _active.size();
   transfer->active = true;
   _active.push_back(transfer);
-  transfer->limit.expires_after(transfer->total_time);
-  transfer->limit.async_wait([this, waiting = std::weak_ptr(transfer)](const boost::system::error_code& error) {
-    if (error) return;
-    if (const auto late = waiting.lock()) stop(late, FetchReason::TIMED_OUT);
-  });
+  transfer->limit = Clock::now() + transfer->total_time;
+  _next_limit = std::min(_next_limit.value_or(transfer->limit), transfer->limit);
   return true;
 }
 
@@ -171,6 +169,24 @@ void TransferLoop::drive_timeouts() {
   }
 }
 
+// libcurl ends a request at its own limit. This ends, a second later, what libcurl does not.
+void TransferLoop::drive_limits(Finished& finished) {
+  const Clock::time_point now = Clock::now();
+  if (!_next_limit || *_next_limit > now) return;
+  _next_limit.reset();
+  for (std::size_t place = 0; place < _active.size();) {
+    const std::shared_ptr<Transfer> transfer = _active[place];
+    if (transfer->limit <= now) {
+      transfer->conclude(CURLE_OK, FetchReason::TIMED_OUT);
+      detach(*transfer);  // another one takes its place
+      finished.push_back(transfer);
+    } else {
+      _next_limit = std::min(_next_limit.value_or(transfer->limit), transfer->limit);
+      ++place;
+    }
+  }
+}
+
 void TransferLoop::collect(Finished& finished) {
   int left = 0;
   while (const CURLMsg* message = curl_multi_info_read(_multi.get(), &left)) {
@@ -192,7 +208,6 @@ void TransferLoop::detach(Transfer& transfer) {
   } else {
     transfer.easy.reset();
   }
-  transfer.limit.cancel();
   transfer.active = false;
   const std::size_t place = transfer.index;  // `transfer` may be gone when its place is taken
   if (place + 1 != _active.size()) {
@@ -212,13 +227,15 @@ void TransferLoop::rest() {
 
 void TransferLoop::set_alarm() {
   // An alarm that comes too early costs one idle turn, less than a system call for each of libcurl's changes of mind.
-  if (!_deadline || (_alarm_time && *_alarm_time <= *_deadline)) return;
-  const auto wait = std::max<std::chrono::nanoseconds>(*_deadline - Clock::now(), std::chrono::nanoseconds(1));
+  std::optional<Clock::time_point> wanted = _deadline;
+  if (_next_limit) wanted = std::min(wanted.value_or(*_next_limit), *_next_limit);
+  if (!wanted || (_alarm_time && *_alarm_time <= *wanted)) return;
+  const auto wait = std::max<std::chrono::nanoseconds>(*wanted - Clock::now(), std::chrono::nanoseconds(1));
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(wait);
   itimerspec alarm{};
   alarm.it_value.tv_sec = seconds.count();
   alarm.it_value.tv_nsec = (wait - seconds).count();
-  if (::timerfd_settime(_alarm.get(), 0, &alarm, nullptr) == 0) _alarm_time = _deadline;
+  if (::timerfd_settime(_alarm.get(), 0, &alarm, nullptr) == 0) _alarm_time = wanted;
 }
 
 Easy TransferLoop::take_easy() {

@@ -68,6 +68,7 @@ class TransferLoop {
   [[nodiscard]] bool begin(const std::shared_ptr<Transfer>& transfer);
   void drive_sockets();
   void drive_timeouts();
+  void drive_limits(Finished& finished);
   void collect(Finished& finished);
   void detach(Transfer& transfer);
   void rest();
@@ -90,6 +91,7 @@ class TransferLoop {
   std::vector<std::shared_ptr<Transfer>> _active;
   std::vector<Easy> _idle;
   std::optional<Clock::time_point> _deadline;    // when libcurl wants to be called
+  std::optional<Clock::time_point> _next_limit;  // no later than the first limit of the active transfers
   std::optional<Clock::time_point> _alarm_time;  // when the timerfd fires, possibly earlier
   bool _is_waiting = false;
   bool _is_down = false;
