@@ -1,4 +1,5 @@
-# quillmere_add_test(<dir>/<name>_test [LIBS lib...] [LABELS label...]): one test program from one file under tests/.
+# quillmere_add_test(<dir>/<name>_test [INTERNAL] [LIBS lib...] [LABELS label...]): one test program from one file under
+# tests/. INTERNAL is for what reaches into the library, past its public headers.
 # The programs whose label is "threads" are built by the target threads_tests.
 # quillmere_add_bench(<name> [LIBS lib...]): one benchmark program from bench/<name>.cpp.
 
@@ -8,10 +9,14 @@ include(GoogleTest)
 add_custom_target(threads_tests)
 
 function(quillmere_add_test path)
-  cmake_parse_arguments(arg "" "TIMEOUT" "LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "INTERNAL" "TIMEOUT" "LIBS;LABELS" ${ARGN})
   string(REPLACE "/" "_" target ${path})
   add_executable(${target} ${path}.cpp)
-  target_link_libraries(${target} PRIVATE quillmere quillmere_options GTest::gmock GTest::gtest_main ${arg_LIBS})
+  set(library quillmere)
+  if(arg_INTERNAL)
+    set(library quillmere_whole)
+  endif()
+  target_link_libraries(${target} PRIVATE ${library} quillmere_options GTest::gmock GTest::gtest_main ${arg_LIBS})
   target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
@@ -26,6 +31,6 @@ function(quillmere_add_bench name)
   cmake_parse_arguments(arg "" "" "LIBS" ${ARGN})
   add_executable(bench_${name} ${name}.cpp)
   set_target_properties(bench_${name} PROPERTIES OUTPUT_NAME ${name})
-  target_link_libraries(bench_${name} PRIVATE quillmere quillmere_options ${arg_LIBS})
+  target_link_libraries(bench_${name} PRIVATE quillmere_whole quillmere_options ${arg_LIBS})
   target_include_directories(bench_${name} PRIVATE ${PROJECT_SOURCE_DIR})
 endfunction()

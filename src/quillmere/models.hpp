@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "quillmere/api.hpp"
+
 /// The records that flow through the system, and the enumerations that classify pages, sellers, stock and condition.
 ///
 /// Text      UTF-8. Absent is std::nullopt and is distinct from empty text.
@@ -28,11 +30,11 @@ enum class ItemCondition { NEW, USED, REFURBISHED };
 enum class RelevanceGrade { HIGH, MEDIUM, LOW };
 
 /// The text of a member as every export writes it: its name in lower case ("out_of_stock").
-[[nodiscard]] std::string_view value(PageType member) noexcept;
-[[nodiscard]] std::string_view value(MerchantCategory member) noexcept;
-[[nodiscard]] std::string_view value(StockStatus member) noexcept;
-[[nodiscard]] std::string_view value(ItemCondition member) noexcept;
-[[nodiscard]] std::string_view value(RelevanceGrade member) noexcept;
+[[nodiscard]] QUILLMERE_API std::string_view value(PageType member) noexcept;
+[[nodiscard]] QUILLMERE_API std::string_view value(MerchantCategory member) noexcept;
+[[nodiscard]] QUILLMERE_API std::string_view value(StockStatus member) noexcept;
+[[nodiscard]] QUILLMERE_API std::string_view value(ItemCondition member) noexcept;
+[[nodiscard]] QUILLMERE_API std::string_view value(RelevanceGrade member) noexcept;
 
 /// One result of the visual search, as the caller has it. Only `link` and `title` are required.
 ///
@@ -97,7 +99,7 @@ struct CommerceSummary {
 };
 
 /// The result of one run: one record per enriched match, in the order of the input, and their summary.
-struct CommerceIntelligence {
+struct QUILLMERE_API CommerceIntelligence {
   CommerceSummary summary;
   std::vector<EnrichedCommerceMatch> items;
 
@@ -112,16 +114,20 @@ struct CommerceIntelligence {
 };
 
 /// One part of a result as JSON text, in the form that it has inside the whole: a line of JSON Lines, by default.
-[[nodiscard]] std::string model_dump_json(const EnrichedCommerceMatch& item, std::optional<int> indent = std::nullopt,
-                                          bool exclude_none = false);
-[[nodiscard]] std::string model_dump_json(const CommerceSummary& summary, std::optional<int> indent = std::nullopt,
-                                          bool exclude_none = false);
-[[nodiscard]] std::string model_dump_json(const NormalizedPrice& price, std::optional<int> indent = std::nullopt,
-                                          bool exclude_none = false);
+[[nodiscard]] QUILLMERE_API std::string model_dump_json(const EnrichedCommerceMatch& item,
+                                                        std::optional<int> indent = std::nullopt,
+                                                        bool exclude_none = false);
+[[nodiscard]] QUILLMERE_API std::string model_dump_json(const CommerceSummary& summary,
+                                                        std::optional<int> indent = std::nullopt,
+                                                        bool exclude_none = false);
+[[nodiscard]] QUILLMERE_API std::string model_dump_json(const NormalizedPrice& price,
+                                                        std::optional<int> indent = std::nullopt,
+                                                        bool exclude_none = false);
 
 /// A result as one line of JSON with a member "id" put first: `id` is the JSON text of its value and stands as it is.
 /// What comes out is JSON exactly when `id` is.
-[[nodiscard]] std::string model_dump_json_with_id(std::string_view id, const CommerceIntelligence& commerce,
-                                                  bool exclude_none = false);
+[[nodiscard]] QUILLMERE_API std::string model_dump_json_with_id(std::string_view id,
+                                                                const CommerceIntelligence& commerce,
+                                                                bool exclude_none = false);
 
 }  // namespace quillmere

@@ -7,6 +7,7 @@
 
 #include <boost/asio/awaitable.hpp>
 
+#include "quillmere/api.hpp"
 #include "quillmere/commerce/html_map.hpp"
 #include "quillmere/commerce/semaphore.hpp"
 #include "quillmere/http/async_fetcher.hpp"
@@ -19,7 +20,7 @@ namespace quillmere::commerce {
 ///          content type are not looked at: the text of a 404 is a text, and so is an image.
 /// Reports  `options.observer` sees each URL once, also those that never reach the network.
 /// Threads  any; nothing is kept between calls but the connections of the execution context.
-class ScraplingDestinationFetcher {
+class QUILLMERE_API ScraplingDestinationFetcher {
  public:
   /// Fetches one page under a slot of `sem` and gives the pair (`url`, page text).
   ///

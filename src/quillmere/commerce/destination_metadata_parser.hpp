@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "quillmere/api.hpp"
 #include "quillmere/models.hpp"
 #include "quillmere/text/json.hpp"
 
@@ -40,7 +41,7 @@ struct PageMetadata {
 };
 
 /// Product objects of a page, with what keeps their trees alive. They refer to the page's text, too.
-struct ProductObjects {
+struct QUILLMERE_API ProductObjects {
   std::shared_ptr<const void> owner;
   std::vector<text::JsonValue> products;
 };
@@ -54,7 +55,7 @@ struct ProductObject {
 /// Text     UTF-8; what is not valid UTF-8 in any argument is read as U+FFFD.
 /// Time     linear in the page, whatever the page holds, on a small stack.
 /// Threads  pure: call from any thread. Each thread keeps working buffers between calls.
-class DestinationMetadataParser {
+class QUILLMERE_API DestinationMetadataParser {
  public:
   /// Reads `html`; an absent page, or one of 200 characters or fewer, gives a record of the initial values alone.
   ///

@@ -12,6 +12,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include "quillmere/api.hpp"
 #include "quillmere/commerce/destination_fetcher.hpp"
 #include "quillmere/commerce/html_map.hpp"
 #include "quillmere/models.hpp"
@@ -23,11 +24,11 @@ namespace quillmere::commerce {
 using PageSource = std::function<boost::asio::awaitable<HtmlMap>(std::vector<std::string> urls)>;
 
 /// Pages fetched over HTTP: ScraplingDestinationFetcher::fetch_many with these arguments.
-[[nodiscard]] PageSource fetched_pages(std::optional<int> max_workers = std::nullopt, int timeout = 5,
-                                       http::FetchOptions options = {});
+[[nodiscard]] QUILLMERE_API PageSource fetched_pages(std::optional<int> max_workers = std::nullopt, int timeout = 5,
+                                                     http::FetchOptions options = {});
 
 /// Pages that the caller already has; nothing is fetched.
-[[nodiscard]] PageSource given_pages(HtmlMap pages);
+[[nodiscard]] QUILLMERE_API PageSource given_pages(HtmlMap pages);
 
 /// How an enrichment may differ from the ordinary one.
 struct EnrichOptions {
@@ -44,7 +45,7 @@ struct EnrichOptions {
 ///           what a page source or a relevance function throws) ends the call and reaches the caller unchanged, with
 ///           no partial result.
 /// Threads   any; calls share nothing but the relevance functions in force.
-class CommerceEnricher {
+class QUILLMERE_API CommerceEnricher {
  public:
   /// Blocks until the result is there; from a thread that runs an event loop too (see _run_coroutine).
   ///
@@ -61,11 +62,11 @@ class CommerceEnricher {
 };
 
 /// Whether the calling thread is inside an Asio event loop (is running an io_context or a thread pool).
-[[nodiscard]] bool _runs_event_loop() noexcept;
+[[nodiscard]] QUILLMERE_API bool _runs_event_loop() noexcept;
 
 /// Calls `work` in place, or, when the calling thread runs an event loop, on one other thread that is joined before
 /// this returns. What `work` throws is thrown here.
-void _run_off_loop(const std::function<void()>& work);
+QUILLMERE_API void _run_off_loop(const std::function<void()>& work);
 
 /// Runs `coro` to its end on an event loop made for it and gives its result, or throws its error unchanged.
 ///

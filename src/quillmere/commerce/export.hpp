@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 
+#include "quillmere/api.hpp"
 #include "quillmere/models.hpp"
 
 /// A result as a table for spreadsheets or as a JSON document.
@@ -21,15 +22,15 @@ namespace quillmere::commerce {
 ///
 /// The format is fixed to the byte, so a cell that a spreadsheet would take for a formula ("=1+1") is not altered:
 /// titles come from foreign pages, and who opens the table in a spreadsheet should import it as text.
-[[nodiscard]] std::string commerce_to_csv(const CommerceIntelligence& commerce);
+[[nodiscard]] QUILLMERE_API std::string commerce_to_csv(const CommerceIntelligence& commerce);
 
 /// Writes `commerce_to_csv(commerce)`. Gives the absolute, resolved path of the file.
-std::filesystem::path export_commerce_to_csv(const CommerceIntelligence& commerce,
-                                             const std::filesystem::path& output_path);
+QUILLMERE_API std::filesystem::path export_commerce_to_csv(const CommerceIntelligence& commerce,
+                                                           const std::filesystem::path& output_path);
 
 /// Writes `commerce.model_dump_json(2, true)`, without a line break at the end. Gives the absolute, resolved path of
 /// the file.
-std::filesystem::path export_commerce_to_json(const CommerceIntelligence& commerce,
-                                              const std::filesystem::path& output_path);
+QUILLMERE_API std::filesystem::path export_commerce_to_json(const CommerceIntelligence& commerce,
+                                                            const std::filesystem::path& output_path);
 
 }  // namespace quillmere::commerce

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "quillmere/api.hpp"
 #include "quillmere/models.hpp"
 
 /// What kind of seller stands behind a page.
@@ -14,7 +15,7 @@ namespace quillmere::commerce {
 /// Text     UTF-8; letter case and whitespace as in text/unicode.hpp.
 /// Time     linear in the texts for a given domain.
 /// Threads  pure: call from any thread.
-class MerchantClassifier {
+class QUILLMERE_API MerchantClassifier {
  public:
   /// The kind of seller at `domain` (a host, or the plain name of a site; in any letter case):
   ///

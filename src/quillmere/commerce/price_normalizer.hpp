@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "quillmere/api.hpp"
 #include "quillmere/models.hpp"
 
 /// From printed prices to amounts and currency codes.
@@ -41,7 +42,7 @@ inline constexpr std::array<CurrencyToken, 17> CURRENCY_MAP = {{
 /// Units    amounts are major units of the currency (12.5 is 12.50), rounded to two decimals, exact ties to even.
 /// Text     UTF-8; whitespace is Unicode whitespace, digits are ASCII digits.
 /// Threads  pure: call from any thread.
-class PriceNormalizer {
+class QUILLMERE_API PriceNormalizer {
  public:
   /// What a printed price looks like, as a Perl-compatible regular expression without regard to case: an optional
   /// currency token, a number of digits with single separators between them, an optional currency token. `parse`

@@ -4,6 +4,8 @@
 
 #include <boost/asio/awaitable.hpp>
 
+#include "quillmere/api.hpp"
+
 namespace quillmere::commerce {
 
 /// A counting semaphore that coroutines wait for; slots are granted first come, first served.
@@ -12,7 +14,7 @@ namespace quillmere::commerce {
 ///
 ///     Semaphore sem(8);
 ///     Semaphore::Slot slot = co_await sem.acquire();   // given back when `slot` is destroyed
-class Semaphore {
+class QUILLMERE_API Semaphore {
  public:
   /// One slot that is held. It may outlive the semaphore.
   class Slot;
@@ -36,7 +38,7 @@ class Semaphore {
   std::shared_ptr<State> _state;
 };
 
-class Semaphore::Slot {
+class QUILLMERE_API Semaphore::Slot {
  public:
   Slot(Slot&& other) noexcept = default;
   Slot& operator=(Slot&& other) = delete;

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "quillmere/api.hpp"
+
 /// From the link that a search result shows to the page behind it.
 namespace quillmere::commerce {
 
@@ -20,7 +22,7 @@ inline constexpr std::string_view REDIRECT_HOST_MARKER = "google.";
 ///
 /// Text     UTF-8, as in text/url.hpp.
 /// Threads  pure: call from any thread.
-class URLUnwrapper {
+class QUILLMERE_API URLUnwrapper {
  public:
   /// The clean destination of `url`; the empty text gives the empty text.
   ///

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <string_view>
 
+#include "quillmere/api.hpp"
+
 /// The one place where the system writes files.
 namespace quillmere::files {
 
@@ -25,7 +27,7 @@ namespace quillmere::files {
 ///   AtomicFile file("out/matches.jsonl");
 ///   for (const auto& item : items) file.write(model_dump_json(item) + "\n");
 ///   file.commit();
-class AtomicFile {
+class QUILLMERE_API AtomicFile {
  public:
   /// Resolves `target` as `resolve` does and creates missing directories.
   explicit AtomicFile(const std::filesystem::path& target);
@@ -59,9 +61,9 @@ class AtomicFile {
 /// system that stands for an open file, such as /proc/self/fd/1, ends the path as it is.
 ///
 /// Throws std::filesystem::filesystem_error for an empty path, a NUL in it and links that go in circles.
-[[nodiscard]] std::filesystem::path resolve(const std::filesystem::path& path);
+[[nodiscard]] QUILLMERE_API std::filesystem::path resolve(const std::filesystem::path& path);
 
 /// Writes `bytes` as an AtomicFile, whole. Gives the absolute, resolved path of the file.
-std::filesystem::path write_file(const std::filesystem::path& target, std::string_view bytes);
+QUILLMERE_API std::filesystem::path write_file(const std::filesystem::path& target, std::string_view bytes);
 
 }  // namespace quillmere::files

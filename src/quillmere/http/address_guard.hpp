@@ -4,6 +4,8 @@
 
 #include <sys/socket.h>
 
+#include "quillmere/api.hpp"
+
 /// Which socket addresses may be contacted on behalf of a page that a stranger named.
 ///
 /// Threads: pure.
@@ -16,10 +18,10 @@ namespace quillmere::http {
 /// an IPv4 address into an IPv6 one, except 64:ff9b::/96: a network without IPv4 reaches every IPv4 site through it, so
 /// there the IPv4 address is judged. Families other than AF_INET and AF_INET6 are not public. `address` must be as long
 /// as its family says.
-[[nodiscard]] bool is_public(const sockaddr& address) noexcept;
+[[nodiscard]] QUILLMERE_API bool is_public(const sockaddr& address) noexcept;
 
 /// Whether the Fetch standard lists `port` as a bad port: one of another protocol that could be talked into mischief by
 /// an HTTP request. https://fetch.spec.whatwg.org/#bad-port
-[[nodiscard]] bool is_blocked_port(std::uint16_t port) noexcept;
+[[nodiscard]] QUILLMERE_API bool is_blocked_port(std::uint16_t port) noexcept;
 
 }  // namespace quillmere::http

@@ -7,6 +7,7 @@
 
 #include <boost/asio/awaitable.hpp>
 
+#include "quillmere/api.hpp"
 #include "quillmere/http/fetch_report.hpp"
 
 /// Asynchronous HTTP GET with limits on everything that a server decides.
@@ -61,7 +62,7 @@ struct Response {
 /// Connections are kept and reused within one execution context (io_context, thread_pool) and closed with it; two
 /// contexts share nothing. Destroying a context drops its fetches.
 /// Threads: any; the context may be run by several. Nothing blocks a thread that runs it, name resolution included.
-class AsyncFetcher {
+class QUILLMERE_API AsyncFetcher {
  public:
   /// Whether pages can be fetched at all: the linked libcurl speaks http and https and resolves names without
   /// blocking. Fixed for the life of the process.

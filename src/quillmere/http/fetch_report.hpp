@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "quillmere/api.hpp"
+
 namespace quillmere::http {
 
 /// What became of one page. Every value but FETCHED says why its text is absent.
@@ -33,7 +35,7 @@ enum class FetchReason {
 };
 
 /// The member's name in lower case: "fetched", "timed_out".
-[[nodiscard]] std::string_view value(FetchReason member) noexcept;
+[[nodiscard]] QUILLMERE_API std::string_view value(FetchReason member) noexcept;
 
 /// How one fetch went, for those who want to know: nothing in it decides anything.
 struct FetchReport {
@@ -46,7 +48,7 @@ struct FetchReport {
 };
 
 /// A page that could not be had.
-class FetchError : public std::runtime_error {
+class QUILLMERE_API FetchError : public std::runtime_error {
  public:
   /// The message is "quillmere: <url>: <reason>".
   explicit FetchError(FetchReport report);
