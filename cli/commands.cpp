@@ -17,25 +17,30 @@ constexpr auto OPTIONS = std::to_array<OptionRow>({
      &Settings::outputs},
     {"o", "output", "FILE", "write the results to FILE, line by line as they come; default: standard output", "batch",
      &Settings::outputs},
-    {"f", "format", "FORMAT", "json, csv or jsonl (one item a line); default: by the ending of FILE, else json",
-     "enrich", &Settings::format, "json|csv|jsonl"},
+    {"o", "output", "FILE", "write the page to FILE; default: standard output", "report", &Settings::outputs},
+    {"f", "format", "FORMAT",
+     "json, csv, jsonl (one item a line) or html (a page to look at); default: by the ending of FILE, else json",
+     "enrich", &Settings::format, "json|csv|jsonl|html"},
     {"", "resume", "", "keep the whole lines that FILE already has and go on behind them", "batch", &Settings::resume},
     {"", "jobs", "N", "work on N searches at once; default: 1", "batch", &Settings::jobs, "", 1, MOST_JOBS},
     {"", "max-items", "N", "enrich the first N matches, or all but the last N when N is negative; default: all",
      "enrich", &Settings::max_items},
+    {"", "images", "WHICH",
+     "the thumbnails of an HTML page: embed (fetched once, kept in the page) or none; default: none", "enrich report",
+     &Settings::images, "embed|none"},
     {"", "max-workers", "N", "requests in flight for a search; default: 4 for each processor, at most 32",
-     "enrich batch", &Settings::max_workers, "", 1, MOST_WORKERS},
-    {"", "timeout", "S", "time limit for each page in seconds; default: 5", "enrich batch", &Settings::timeout, "", 1,
-     LONGEST_TIMEOUT},
+     "enrich batch report", &Settings::max_workers, "", 1, MOST_WORKERS},
+    {"", "timeout", "S", "time limit for each page in seconds; default: 5", "enrich batch report", &Settings::timeout,
+     "", 1, LONGEST_TIMEOUT},
     {"", "pages", "FILE", "take page texts from FILE, JSON Lines of {\"url\":..., \"html\":...}; nothing is fetched",
      "enrich batch", &Settings::pages},
     {"", "save-pages", "FILE", "write what was fetched to FILE, in the form that --pages takes", "enrich",
      &Settings::save_pages},
     {"", "allow-private-networks", "", "fetch from loopback, private and link-local addresses too; default: refused",
-     "enrich batch", &Settings::allow_private_networks},
+     "enrich batch report", &Settings::allow_private_networks},
     {"", "progress", "WHEN", "a progress bar on standard error: auto (on a terminal), always or never; default: auto",
      "enrich batch", &Settings::progress, "auto|always|never"},
-    {"", "quiet", "", "no closing summary", "enrich batch", &Settings::quiet},
+    {"", "quiet", "", "no closing summary", "enrich batch report", &Settings::quiet},
     {"", "generate", "KIND", "print the manual page (man) or the completions for a shell (bash, zsh or fish)", "",
      &Settings::generate, "man|bash|zsh|fish"},
     {"", "version", "", "print the version", "", &Settings::version},
@@ -56,6 +61,10 @@ constexpr auto ENRICH_POSITIONALS = std::to_array<PositionalRow>({
 constexpr auto INSPECT_POSITIONALS = std::to_array<PositionalRow>({
     {"OPERATION", "url, price, merchant or page", &Settings::operation, true, "url|price|merchant|page"},
     {"INPUT", "JSON Lines; \"-\" or nothing: standard input", &Settings::input},
+});
+
+constexpr auto REPORT_POSITIONALS = std::to_array<PositionalRow>({
+    {"RESULT", "a result document, as enrich writes it; \"-\" or nothing: standard input", &Settings::input},
 });
 
 constexpr CommandRow GENERAL{
@@ -112,6 +121,17 @@ constexpr auto COMMANDS = std::to_array<CommandRow>({
      "\"price\". merchant takes \"domain\", \"title\", \"brand\" and \"merchant_name\" and gives "
      "\"merchant_category\". page takes \"html\", \"direct_url\", \"initial_title\", \"initial_merchant\", "
      "\"initial_price\", \"initial_stock\" and \"rank\" and gives the facts of that page."},
+    {"report", "make a page to look at out of a result", "[RESULT] [-o FILE] [--images embed]",
+     "  quillmere report result.json -o report.html\n"
+     "  quillmere report result.json -o report.html --images embed\n"
+     "  quillmere enrich matches.json | quillmere report > report.html\n",
+     REPORT_POSITIONALS, run_report,
+     "RESULT is a result document, as enrich writes it in JSON; a line of batch will do. The page is one HTML file "
+     "that "
+     "needs no network: medians and ranges by currency, a price strip for each kind of seller, and every match as a "
+     "card to filter and to sort. Titles and names are shown as text, whatever they hold.\n\n"
+     "Images stay out of the page unless --images embed fetches the thumbnails into it; those that cannot be had, that "
+     "are no PNG, JPEG, GIF, WebP or AVIF image, or that are larger than 1 MiB, stay out even then."},
 });
 
 constexpr auto EXIT_STATUSES = std::to_array<ExitStatusRow>({

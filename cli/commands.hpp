@@ -28,6 +28,7 @@ struct Settings {
   std::optional<std::string> save_pages;
   bool allow_private_networks = false;
   std::optional<std::string> progress;
+  std::optional<std::string> images;
   std::optional<std::int64_t> jobs;
   bool resume = false;
   bool quiet = false;
@@ -93,5 +94,6 @@ struct ExitStatusRow {
 ExitStatus run_batch(const Settings& settings);
 ExitStatus run_enrich(const Settings& settings);
 ExitStatus run_inspect(const Settings& settings);
+ExitStatus run_report(const Settings& settings);
 
 }  // namespace quillmere::cli

@@ -15,6 +15,7 @@
 #include "cli/output.hpp"
 #include "cli/pages.hpp"
 #include "cli/progress.hpp"
+#include "cli/report_images.hpp"
 #include "cli/tally.hpp"
 
 #include "quillmere/commerce/enricher.hpp"
@@ -45,6 +46,15 @@ void check(const Settings& settings, const std::vector<Destination>& outputs) {
   if (settings.pages && settings.save_pages) {
     throw ToolError(MISUNDERSTOOD,
                     "--save-pages writes what was fetched, but with --pages nothing is; give one of them");
+  }
+  const bool has_page = std::ranges::any_of(outputs, [](const auto& o) { return o.format->name == HTML_FORMAT; });
+  if (settings.images && !has_page) {
+    throw ToolError(MISUNDERSTOOD, "--images: only an HTML page has images; write one with --output FILE.html");
+  }
+  if (settings.pages && embeds_images(settings)) {
+    throw ToolError(MISUNDERSTOOD,
+                    "--images embed fetches, but with --pages nothing is fetched; write JSON, and the page from it "
+                    "with \"quillmere report --images embed\"");
   }
   if (settings.pages == "-" && settings.input.value_or("-") == "-") {
     throw ToolError(MISUNDERSTOOD, "--pages: standard input already holds the matches; give one of them as a file");
@@ -114,8 +124,8 @@ CommerceIntelligence enrich(const MatchInput& input, const std::string& name, co
 }
 
 /// Writes to each destination; one that fails is reported and costs the others nothing.
-ExitStatus write(const CommerceIntelligence& result, const std::vector<Destination>& outputs, const Settings& settings,
-                 const Run& run) {
+ExitStatus write(const CommerceIntelligence& result, const commerce::ReportOptions& page,
+                 const std::vector<Destination>& outputs, const Settings& settings, const Run& run) {
   ExitStatus status = DONE;
   const auto attempt = [&](const std::optional<std::string>& path, const std::string& text) {
     try {
@@ -133,7 +143,7 @@ ExitStatus write(const CommerceIntelligence& result, const std::vector<Destinati
   // Files first: a closed pipe at standard output ends the tool.
   for (const bool files : {true, false}) {
     for (const Destination& output : outputs) {
-      if (output.path.has_value() == files) attempt(output.path, output.format->text(result));
+      if (output.path.has_value() == files) attempt(output.path, output.format->text(result, page));
     }
   }
   return status;
@@ -157,7 +167,8 @@ ExitStatus run_enrich(const Settings& settings) {
   Run run;
   const CommerceIntelligence result = enrich(input, file.name(), settings, run);
   if (run.bar) run.bar->clear();
-  const ExitStatus status = write(result, outputs, settings, run);
+  const commerce::ReportOptions page = report_options(result, file.name(), settings);
+  const ExitStatus status = write(result, page, outputs, settings, run);
   if (!settings.quiet && status == DONE) {
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     std::fprintf(stderr, "%s\n", closing_summary(input, result, run).text(elapsed.count()).c_str());

@@ -1,5 +1,6 @@
 #include "cli/fields.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -11,6 +12,14 @@ namespace quillmere::cli {
 
 using text::JsonKind;
 using text::JsonValue;
+
+std::size_t LineCounter::line_of(std::size_t offset) {
+  const auto* begin = _text.data();
+  if (offset < _seen) _seen = 0, _line = 1;
+  _line += static_cast<std::size_t>(std::count(begin + _seen, begin + offset, '\n'));
+  _seen = offset;
+  return _line;
+}
 
 std::string_view kind_text(JsonKind kind) {
   switch (kind) {
@@ -90,16 +99,22 @@ std::optional<std::int64_t> Fields::optional_integer(std::string_view name) cons
   return number;
 }
 
+std::optional<double> Fields::optional_number(std::string_view name) const {
+  const std::optional<JsonValue> value = find(name);
+  if (!value) return std::nullopt;
+  if (!value->is_number() || !std::isfinite(*value->number())) refuse(name, "a finite number", *value);
+  return value->number();
+}
+
 std::optional<NormalizedPrice> Fields::optional_price(std::string_view name) const {
   const std::optional<JsonValue> value = find(name);
   if (!value) return std::nullopt;
   if (!value->is_object()) refuse(name, "an object with \"raw\", \"amount\" and \"currency\"", *value);
   const Fields price(*value, "", _prefix + std::string(name) + ".");
-  const std::optional<JsonValue> amount = price.find("amount");
+  const std::optional<double> amount = price.optional_number("amount");
   if (!amount) price.refuse_missing("amount", "a number");
-  if (!amount->is_number() || !std::isfinite(*amount->number())) price.refuse("amount", "a finite number", *amount);
   return NormalizedPrice{.raw = price.optional_text("raw").value_or(""),
-                         .amount = *amount->number(),
+                         .amount = *amount,
                          .currency = price.optional_text("currency").value_or("")};
 }
 

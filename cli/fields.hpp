@@ -24,6 +24,20 @@ class FieldError : public std::runtime_error {
   std::size_t _offset;
 };
 
+/// Turns offsets that only grow into line numbers, in one pass over the text.
+class LineCounter {
+ public:
+  explicit LineCounter(std::string_view text) : _text(text) {}
+
+  /// From 1.
+  [[nodiscard]] std::size_t line_of(std::size_t offset);
+
+ private:
+  std::string_view _text;
+  std::size_t _seen = 0;
+  std::size_t _line = 1;
+};
+
 /// "an object", "text", "a number": a kind as messages call it.
 [[nodiscard]] std::string_view kind_text(text::JsonKind kind);
 
@@ -38,6 +52,7 @@ class Fields {
   [[nodiscard]] std::string text(std::string_view name) const;  ///< throws FieldError when absent
   [[nodiscard]] std::optional<std::string> optional_text(std::string_view name) const;
   [[nodiscard]] std::optional<bool> optional_boolean(std::string_view name) const;
+  [[nodiscard]] std::optional<double> optional_number(std::string_view name) const;  ///< a finite one
   /// A whole number as written, without "." or exponent.
   [[nodiscard]] std::optional<std::int64_t> optional_integer(std::string_view name) const;
   /// An object of "raw", "amount" and "currency", of which "amount" is required.

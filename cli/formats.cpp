@@ -11,21 +11,26 @@
 namespace quillmere::cli {
 namespace {
 
-std::string json_text(const CommerceIntelligence& result) {
+std::string json_text(const CommerceIntelligence& result, const commerce::ReportOptions&) {
   return result.model_dump_json(2, true);
 }
 
 /// One item a line, in the form that the JSON export gives it.
-std::string jsonl_text(const CommerceIntelligence& result) {
+std::string jsonl_text(const CommerceIntelligence& result, const commerce::ReportOptions&) {
   std::string lines;
   for (const EnrichedCommerceMatch& item : result.items) lines += model_dump_json(item, std::nullopt, true) + '\n';
   return lines;
 }
 
+std::string csv_text(const CommerceIntelligence& result, const commerce::ReportOptions&) {
+  return commerce::commerce_to_csv(result);
+}
+
 constexpr auto FORMATS = std::to_array<FormatRow>({
     {"json", ".json", json_text},
-    {"csv", ".csv", commerce::commerce_to_csv},
+    {"csv", ".csv", csv_text},
     {"jsonl", ".jsonl", jsonl_text},
+    {HTML_FORMAT, ".html", commerce::commerce_to_html},
 });
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "quillmere/commerce/report.hpp"
 #include "quillmere/models.hpp"
 
 /// The forms in which a result can be written.
@@ -14,10 +15,11 @@ namespace quillmere::cli {
 struct FormatRow {
   std::string_view name;    ///< as -f takes it
   std::string_view ending;  ///< of files that hold it
-  std::string (*text)(const CommerceIntelligence& result);
+  std::string (*text)(const CommerceIntelligence& result, const commerce::ReportOptions& report);
 };
 
 [[nodiscard]] std::span<const FormatRow> formats();
+inline constexpr std::string_view HTML_FORMAT = "html";  ///< the one whose text depends on the report's options
 
 /// One place that a result goes to.
 struct Destination {

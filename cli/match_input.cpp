@@ -14,25 +14,6 @@ using text::JsonValue;
 
 constexpr std::string_view WHITESPACE = " \t\r\n";
 
-/// Turns offsets that only grow into line numbers, in one pass over the text.
-class LineCounter {
- public:
-  explicit LineCounter(std::string_view text) : _text(text) {}
-
-  std::size_t line_of(std::size_t offset) {
-    const auto* begin = _text.data();
-    if (offset < _seen) _seen = 0, _line = 1;
-    _line += static_cast<std::size_t>(std::count(begin + _seen, begin + offset, '\n'));
-    _seen = offset;
-    return _line;
-  }
-
- private:
-  std::string_view _text;
-  std::size_t _seen = 0;
-  std::size_t _line = 1;
-};
-
 [[noreturn]] void refuse(const std::string& name, std::size_t line, const std::string& text) {
   throw ToolError(MISUNDERSTOOD, name + ":" + std::to_string(line) + ": " + text);
 }

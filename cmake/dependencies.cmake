@@ -3,6 +3,7 @@
 find_package(Threads REQUIRED)
 find_package(Boost 1.81 REQUIRED)
 find_package(CURL 7.88 REQUIRED)
+find_package(OpenSSL 3.0 REQUIRED)
 find_package(ICU 72 REQUIRED COMPONENTS uc)
 find_package(simdjson REQUIRED)
 find_package(nlohmann_json 3.11 REQUIRED)

@@ -38,7 +38,7 @@ install(FILES
 # static library needs what the library stands on.
 file(RELATIVE_PATH QUILLMERE_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 if(NOT BUILD_SHARED_LIBS)
-  set(QUILLMERE_PC_REQUIRES "libcurl icu-uc simdjson")
+  set(QUILLMERE_PC_REQUIRES "libcurl libcrypto icu-uc simdjson")
 endif()
 configure_file(cmake/quillmere.pc.in quillmere.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/quillmere.pc

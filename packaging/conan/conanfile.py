@@ -33,6 +33,7 @@ class QuillmereConan(ConanFile):
     def requirements(self):
         self.requires("boost/1.81.0", transitive_headers=True)
         self.requires("libcurl/[>=7.88 <9]")
+        self.requires("openssl/[>=3.0 <4]")
         self.requires("icu/[>=72]")
         self.requires("simdjson/[>=3.0 <4]")
         self.requires("nlohmann_json/[>=3.11 <4]")
@@ -61,4 +62,4 @@ class QuillmereConan(ConanFile):
         self.cpp_info.libs = ["quillmere"]
         self.cpp_info.system_libs = ["pthread"]
         self.cpp_info.set_property("cmake_target_name", "quillmere::quillmere")
-        self.cpp_info.requires = ["boost::headers", "libcurl::libcurl", "icu::icu-uc", "simdjson::simdjson"]
+        self.cpp_info.requires = ["boost::headers", "libcurl::libcurl", "openssl::crypto", "icu::icu-uc", "simdjson::simdjson"]

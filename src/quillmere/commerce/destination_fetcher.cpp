@@ -36,7 +36,8 @@ using http::FetchOptions;
 using http::FetchReason;
 using http::FetchReport;
 using http::internal::tell;
-using Page = std::pair<std::string, std::optional<std::string>>;
+using internal::FetchOne;
+using internal::Page;
 
 // Looked up once, whatever becomes of the library later.
 bool has_http_layer() noexcept {
@@ -77,9 +78,10 @@ class Batch : public std::enable_shared_from_this<Batch> {
  public:
   using Handler = boost::asio::any_completion_handler<void(std::exception_ptr, HtmlMap)>;
 
-  Batch(const boost::asio::any_io_executor& executor, std::vector<std::string> urls, int concurrency, int timeout,
-        FetchOptions options)
+  Batch(const boost::asio::any_io_executor& executor, FetchOne fetch_one, std::vector<std::string> urls,
+        int concurrency, int timeout, FetchOptions options)
       : _strand(boost::asio::make_strand(executor)),
+        _fetch_one(fetch_one),
         _sem(concurrency),
         _urls(std::move(urls)),
         _timeout(timeout),
@@ -123,7 +125,7 @@ class Batch : public std::enable_shared_from_this<Batch> {
 
   void spawn(Fetch& fetch, std::size_t i) {
     boost::asio::co_spawn(
-        _strand, ScraplingDestinationFetcher::fetch_one(std::move(_urls[i]), _sem, _timeout, _options),
+        _strand, _fetch_one(std::move(_urls[i]), _sem, _timeout, _options),
         boost::asio::bind_cancellation_slot(fetch.cancellation.slot(), [self = shared_from_this(), &fetch, i](
                                                                            const std::exception_ptr& error, Page page) {
           fetch.is_running = false;
@@ -163,6 +165,7 @@ class Batch : public std::enable_shared_from_this<Batch> {
   }
 
   boost::asio::strand<boost::asio::any_io_executor> _strand;
+  FetchOne _fetch_one;
   Semaphore _sem;
   std::vector<std::string> _urls;
   std::size_t _next = 0;  // of the URLs
@@ -186,6 +189,7 @@ struct CancelBatch {
 };
 
 struct StartBatch {
+  FetchOne fetch_one;
   std::vector<std::string> urls;
   int concurrency;
   int timeout;
@@ -194,8 +198,8 @@ struct StartBatch {
   template <typename Handler>
   void operator()(Handler&& handler) {
     // No copy of it stays here: the waiting coroutine must not own what owns it.
-    const auto batch = std::make_shared<Batch>(boost::asio::get_associated_executor(handler), std::move(urls),
-                                               concurrency, timeout, std::move(options));
+    const auto batch = std::make_shared<Batch>(boost::asio::get_associated_executor(handler), fetch_one,
+                                               std::move(urls), concurrency, timeout, std::move(options));
     Batch::Handler waiter(std::forward<Handler>(handler));
     auto slot = waiter.get_cancellation_slot();
     if (slot.is_connected()) slot.emplace<CancelBatch>(CancelBatch{batch});
@@ -211,8 +215,8 @@ int internal::concurrency_of(std::optional<int> max_workers, unsigned processors
   return known >= 8 ? 32 : static_cast<int>(4 * known);
 }
 
-boost::asio::awaitable<Page> ScraplingDestinationFetcher::fetch_one(std::string url, Semaphore& sem, int timeout,
-                                                                    http::FetchOptions options) {
+boost::asio::awaitable<Page> internal::fetch_body(std::string url, Semaphore& sem, int timeout,
+                                                  http::FetchOptions options) {
   if (const auto refusal = refusal_of(url)) {
     tell(options, report_of(url, *refusal));
     co_return Page(std::move(url), std::nullopt);
@@ -225,23 +229,36 @@ boost::asio::awaitable<Page> ScraplingDestinationFetcher::fetch_one(std::string 
     is_told = true;
     tell(options, report);
   };
-  std::optional<std::string> html;
+  std::optional<std::string> body;
   try {
     const Semaphore::Slot slot = co_await sem.acquire();
     std::optional<http::Response> resp = co_await AsyncFetcher::get(url, timeout, std::move(own));
-    if (resp && !resp->empty()) html = text::to_valid_utf8(std::move(resp->body));
+    if (resp && !resp->empty()) body = std::move(resp->body);
   } catch (const http::FetchError&) {
     // The page is absent, and the observer knows why.
   } catch (const boost::system::system_error&) {
     if (!is_told) tell(options, report_of(url, FetchReason::CANCELLED));
     throw;
   }
-  co_return Page(std::move(url), std::move(html));
+  co_return Page(std::move(url), std::move(body));
+}
+
+boost::asio::awaitable<Page> ScraplingDestinationFetcher::fetch_one(std::string url, Semaphore& sem, int timeout,
+                                                                    http::FetchOptions options) {
+  Page page = co_await internal::fetch_body(std::move(url), sem, timeout, std::move(options));
+  if (page.second) page.second = text::to_valid_utf8(*std::move(page.second));
+  co_return page;
 }
 
 boost::asio::awaitable<HtmlMap> ScraplingDestinationFetcher::fetch_many(std::vector<std::string> urls,
                                                                         std::optional<int> max_workers, int timeout,
                                                                         http::FetchOptions options) {
+  return internal::fetch_many(fetch_one, std::move(urls), max_workers, timeout, std::move(options));
+}
+
+boost::asio::awaitable<HtmlMap> internal::fetch_many(FetchOne fetch_one, std::vector<std::string> urls,
+                                                     std::optional<int> max_workers, int timeout,
+                                                     http::FetchOptions options) {
   if (!has_http_layer() || urls.empty()) {
     HtmlMap pages;
     for (const std::string& url : distinct(std::move(urls))) {
@@ -252,7 +269,7 @@ boost::asio::awaitable<HtmlMap> ScraplingDestinationFetcher::fetch_many(std::vec
   }
   const int concurrency = internal::concurrency_of(max_workers, std::thread::hardware_concurrency());
   if (concurrency < 0) throw std::invalid_argument("quillmere: a negative number of workers cannot fetch");
-  StartBatch start{distinct(std::move(urls)), concurrency, timeout, std::move(options)};
+  StartBatch start{fetch_one, distinct(std::move(urls)), concurrency, timeout, std::move(options)};
   co_return co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>,
                                                  void(std::exception_ptr, HtmlMap)>(std::move(start),
                                                                                     boost::asio::use_awaitable);
