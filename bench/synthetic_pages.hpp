@@ -17,8 +17,6 @@ class SyntheticPages {
   /// Pages of 60 KB to 1.2 MB; shop pages have products, the others articles.
   static std::vector<std::string> shops(std::size_t count) { return SyntheticPages(1)._pages(count, true); }
   static std::vector<std::string> articles(std::size_t count) { return SyntheticPages(2)._pages(count, false); }
-  /// One shop page of about this size.
-  static std::string shop(std::size_t size) { return SyntheticPages(3)._page(size, true); }
 
  private:
   explicit SyntheticPages(unsigned seed) : _random(seed) {}

@@ -158,6 +158,7 @@ void JsonDocument::_settle_keys(Entry& object) {
 }
 
 bool JsonDocument::_may_repeat_keys(const Entry& object) const noexcept {
+  if (object.span == 1 || (&object)[1].span + 1 == object.span) return false;  // at most one member
   std::array<std::uint64_t, FILTER_BITS / 64> filter{};
   std::size_t members = 0;
   const Entry* const end = &object + object.span;
