@@ -1,10 +1,13 @@
 // The fetcher under load, cancellation and several threads: nothing is lost, nothing is left.
 
+#include <algorithm>
 #include <atomic>
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "tests/support/fetching.hpp"
@@ -17,8 +20,10 @@
 #include <boost/asio/thread_pool.hpp>
 #include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include "quillmere/commerce/destination_fetcher.hpp"
+#include "quillmere/commerce/enricher.hpp"
 
 namespace quillmere::commerce {
 namespace {
@@ -74,6 +79,49 @@ TEST(FetcherLoad, TenThousandPagesNoneLostOrderKeptNothingLeft) {
   EXPECT_EQ(testing::open_descriptors(), before);
 }
 
+TEST(FetcherLoad, OneHostAndOneUrlAgainAndAgain) {
+  LoopbackServer server;
+  server.on("/page", late(2ms, answer(200, "x")));
+  std::vector<std::string> urls(1000, server.url("/page"));
+  const std::vector<std::string> links = numbered(server, "/page", 500);
+  urls.insert(urls.end(), links.begin(), links.end());
+  const HtmlMap pages = testing::run(ScraplingDestinationFetcher::fetch_many(urls, 8, 5, on_loopback()));
+  EXPECT_EQ(std::count_if(pages.begin(), pages.end(), [](const auto& page) { return page.second == "x"; }), 501);
+  EXPECT_EQ(server.paths().size(), 501U);
+  EXPECT_EQ(server.peak(), 8);
+  EXPECT_EQ(server.connections(), 8);
+}
+
+#ifndef QUILLMERE_SANITIZED  // a sanitizer needs descriptors itself
+// However few descriptors this process has left, a page is absent at worst.
+TEST(FetcherLoad, RunsOutOfDescriptors) {
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit few = {256, before.rlim_max};
+  const int open_before = testing::open_descriptors();
+  for (int left = 0; left < 8; ++left) {
+    std::map<FetchReason, int> reasons;
+    FetchOptions options = on_loopback();
+    options.observer = [&](const http::FetchReport& report) { ++reasons[report.reason]; };
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    std::vector<int> taken;
+    for (int descriptor = ::dup(0); descriptor >= 0; descriptor = ::dup(0)) taken.push_back(descriptor);
+    for (int i = 0; i < left; ++i) ::close(taken[taken.size() - 1 - static_cast<std::size_t>(i)]);
+    taken.resize(taken.size() - static_cast<std::size_t>(left));
+    EXPECT_NO_THROW({
+      const HtmlMap pages = testing::run(
+          ScraplingDestinationFetcher::fetch_many({"http://127.0.0.1:2/", "http://[::1]:2/"}, 2, 1, options));
+      EXPECT_EQ(pages.size(), 2U);
+    }) << left;
+    for (const int descriptor : taken) ::close(descriptor);
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(reasons[FetchReason::FAILED] + reasons[FetchReason::CONNECTION_FAILED], 2) << left;
+    EXPECT_TRUE(left > 0 || reasons[FetchReason::FAILED] == 2);
+    EXPECT_EQ(testing::open_descriptors(), open_before) << left;
+  }
+}
+#endif
+
 TEST(FetcherLoad, ManyConnectionsThatAllBreakLeaveNothing) {
   LoopbackServer server;
   server.on("/broken", testing::reset("HTTP/1.1 200 OK\r\n"));
@@ -120,6 +168,31 @@ TEST(FetcherLoad, CancellingABatchCancelsAllOfItAtOnce) {
                           EXPECT_EQ(pages.begin()->second, "x");
                         });
   loop.run();
+}
+
+TEST(FetcherLoad, CancellingAnEnrichmentLeavesNothingToWaitFor) {
+  LoopbackServer server;
+  server.on("/silent", silent());
+  const int before = testing::open_descriptors();
+  {
+    io_context loop;
+    boost::asio::cancellation_signal cancellation;
+    std::vector<VisualMatch> matches;
+    for (int i = 0; i < 20; ++i)
+      matches.push_back({.link = server.url("/silent?n=" + std::to_string(i)), .title = "a"});
+    std::exception_ptr error;
+    boost::asio::co_spawn(
+        loop, CommerceEnricher::process_async(std::move(matches), {.pages = fetched_pages(4, 600, on_loopback())}),
+        boost::asio::bind_cancellation_slot(cancellation.slot(), [&](const std::exception_ptr& thrown,
+                                                                     const CommerceIntelligence&) { error = thrown; }));
+    while (server.peak() < 4) loop.run_for(1ms);
+    cancellation.emit(cancellation_type::terminal);
+    loop.run();  // a timer of ten minutes that is left would hold it up
+    EXPECT_TRUE(is_aborted(error));
+    EXPECT_TRUE(server.wait_until_idle()) << "connections of cancelled requests are still open";
+    EXPECT_EQ(server.paths().size(), 4U);
+  }
+  EXPECT_EQ(testing::open_descriptors(), before);
 }
 
 // Cancelled at moments spread over a batch of short fetches; whatever the moment, it ends, once.

@@ -2,14 +2,12 @@
 
 #include <algorithm>
 #include <map>
-#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "tests/support/fetching.hpp"
 #include "tests/support/loopback_server.hpp"
-#include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
 
 #include "quillmere/commerce/destination_fetcher_internal.hpp"
@@ -18,7 +16,6 @@ namespace quillmere::commerce {
 namespace {
 
 using namespace std::chrono_literals;
-using namespace std::string_literals;
 using http::FetchOptions;
 using http::FetchReason;
 using testing::answer;
@@ -54,42 +51,6 @@ TEST(Concurrency, FollowsWorkersThenProcessors) {
         << row.max_workers.value_or(-99) << " workers, " << row.processors << " processors";
   }
 }
-
-struct TextCase {
-  const char* name;
-  Script script;
-  std::optional<std::string> expected;
-};
-void PrintTo(const TextCase& row, std::ostream* out) {
-  *out << row.name;
-}
-
-class PageText : public ::testing::TestWithParam<TextCase> {};
-
-TEST_P(PageText, IsTheBodyReadAsUtf8) {
-  LoopbackServer server;
-  server.on("/", GetParam().script);
-  const HtmlMap pages = fetch_many({server.url("/")});
-  EXPECT_EQ(*pages.find(server.url("/")), GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Bodies, PageText,
-    ::testing::ValuesIn<TextCase>({
-        {"utf8", answer(200, "\u20ac 5"), "\u20ac 5"},
-        {"not_found_with_a_body", answer(404, "gone"), "gone"},
-        {"error_with_a_body", answer(500, "broken"), "broken"},
-        {"image", answer(200, "\x89PNG\r\n\x1a\n\0\xff"s, {{"Content-Type", "image/png"}}),
-         "\ufffdPNG\r\n\x1a\n\0\ufffd"s},
-        {"invalid_bytes_one_for_each_maximal_part", answer(200, "a\xe2\x82z\xf0\x9f\x98\xff"), "a\ufffdz\ufffd\ufffd"},
-        {"latin1_whatever_it_says", answer(200, "caf\xe9s d\xe9j", {{"Content-Type", "text/html; charset=iso-8859-1"}}),
-         "caf\ufffds d\ufffdj"},
-        {"utf16", answer(200, "\xff\xfe<\0"s), "\ufffd\ufffd<\0"s},
-        {"empty_body", answer(200, ""), std::nullopt},
-        {"no_answer", testing::raw(""), std::nullopt},
-        {"not_whole", testing::raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nhalf"), std::nullopt},
-    }),
-    row_name);
 
 TEST(FetchOne, NeedsNoSlotForWhatIsNotHttp) {
   Semaphore none(0);

@@ -4,12 +4,17 @@
 #include <cerrno>
 #include <filesystem>
 #include <poll.h>
+#include <signal.h>
+#include <stdexcept>
 #include <system_error>
 #include <unistd.h>
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
 #include <sys/socket.h>
 
 namespace quillmere::testing {
@@ -39,15 +44,51 @@ class BitWriter {
   std::size_t _used = 0;
 };
 
+template <typename T>
+T* had(T* pointer) {
+  if (pointer == nullptr) throw std::runtime_error("OpenSSL");
+  return pointer;
+}
+
 }  // namespace
+
+Certificate::Certificate(const std::string& names, std::chrono::minutes valid_for)
+    : _key(had(EVP_EC_gen("P-256")), &EVP_PKEY_free), _certificate(had(X509_new()), &X509_free) {
+  X509* const certificate = _certificate.get();
+  X509_set_version(certificate, 2);
+  ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
+  X509_gmtime_adj(X509_getm_notBefore(certificate), -24L * 60 * 60);
+  X509_gmtime_adj(X509_getm_notAfter(certificate), std::chrono::seconds(valid_for).count());
+  X509_set_pubkey(certificate, _key.get());
+  X509_NAME* const name = X509_get_subject_name(certificate);
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC, reinterpret_cast<const unsigned char*>("test"), -1, -1, 0);
+  X509_set_issuer_name(certificate, name);
+  const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
+      had(X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, names.c_str())), &X509_EXTENSION_free);
+  X509_add_ext(certificate, extension.get(), -1);
+  if (X509_sign(certificate, _key.get(), EVP_sha256()) == 0) throw std::runtime_error("OpenSSL");
+}
+
+std::string Certificate::pem() const {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> out(had(BIO_new(BIO_s_mem())), &BIO_free);
+  PEM_write_bio_X509(out.get(), _certificate.get());
+  char* bytes = nullptr;
+  const long size = BIO_get_mem_data(out.get(), &bytes);
+  return {bytes, static_cast<std::size_t>(size)};
+}
 
 bool Exchange::send(std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t sent = ::send(_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const long sent = _tls ? SSL_write(_tls.get(), bytes.data(), static_cast<int>(bytes.size()))
+                           : ::send(_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
   return true;
+}
+
+long Exchange::receive(char* bytes, std::size_t size) {
+  return _tls ? SSL_read(_tls.get(), bytes, static_cast<int>(size)) : ::recv(_socket, bytes, size, 0);
 }
 
 bool Exchange::wait(milliseconds time) {
@@ -61,16 +102,23 @@ void Exchange::reset_after() {
   close_after();
 }
 
-LoopbackServer::LoopbackServer() {
-  _listener = checked(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  checked(::bind(_listener, reinterpret_cast<sockaddr*>(&address), sizeof address), "bind");
+LoopbackServer::LoopbackServer(std::string at, int port) : _address(std::move(at)) {
+  const bool is_ipv6 = _address.find(':') != std::string::npos;
+  sockaddr_in6 in6{};
+  in6.sin6_family = AF_INET6;
+  in6.sin6_port = htons(static_cast<std::uint16_t>(port));
+  sockaddr_in in{};
+  in.sin_family = AF_INET;
+  in.sin_port = in6.sin6_port;
+  ::inet_pton(is_ipv6 ? AF_INET6 : AF_INET, _address.c_str(),
+              is_ipv6 ? static_cast<void*>(&in6.sin6_addr) : static_cast<void*>(&in.sin_addr));
+  auto* const address = is_ipv6 ? reinterpret_cast<sockaddr*>(&in6) : reinterpret_cast<sockaddr*>(&in);
+  socklen_t size = is_ipv6 ? sizeof in6 : sizeof in;
+  _listener = checked(::socket(address->sa_family, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket");
+  checked(::bind(_listener, address, size), "bind");
   checked(::listen(_listener, 1024), "listen");
-  socklen_t size = sizeof address;
-  checked(::getsockname(_listener, reinterpret_cast<sockaddr*>(&address), &size), "getsockname");
-  _port = ntohs(address.sin_port);
+  checked(::getsockname(_listener, address, &size), "getsockname");
+  _port = ntohs(is_ipv6 ? in6.sin6_port : in.sin_port);
   _acceptor = std::thread([this] { accept_all(); });
 }
 
@@ -92,13 +140,23 @@ void LoopbackServer::on(const std::string& path, Script script) {
   _scripts[path] = std::move(script);
 }
 
+void LoopbackServer::secure(const Certificate& certificate) {
+  const std::lock_guard lock(_mutex);
+  _tls.reset(had(SSL_CTX_new(TLS_server_method())), &SSL_CTX_free);
+  SSL_CTX_use_certificate(_tls.get(), certificate._certificate.get());
+  SSL_CTX_use_PrivateKey(_tls.get(), certificate._key.get());
+}
+
 void LoopbackServer::greet(std::string bytes) {
   const std::lock_guard lock(_mutex);
   _greeting = std::move(bytes);
 }
 
-std::string LoopbackServer::url(std::string_view path) const {
-  return "http://127.0.0.1:" + std::to_string(_port) + std::string(path);
+std::string LoopbackServer::url(const std::string& host, std::string_view path) const {
+  const std::lock_guard lock(_mutex);
+  const bool is_ipv6 = host.find(':') != std::string::npos;
+  return (_tls ? "https://" : "http://") + (is_ipv6 ? '[' + host + ']' : host) + ':' + std::to_string(_port) +
+         std::string(path);
 }
 
 int LoopbackServer::connections() const {
@@ -147,16 +205,16 @@ void LoopbackServer::accept_all() {
   }
 }
 
-bool LoopbackServer::read_head(int socket, std::string& buffer, std::string& head) {
+bool LoopbackServer::read_head(Exchange& exchange, std::string& buffer) {
   for (;;) {
     const std::size_t end = buffer.find("\r\n\r\n");
     if (end != std::string::npos) {
-      head = buffer.substr(0, end + 4);
+      exchange.head = buffer.substr(0, end + 4);
       buffer.erase(0, end + 4);
       return true;
     }
     char bytes[4096];
-    const ssize_t count = ::recv(socket, bytes, sizeof bytes, 0);
+    const long count = exchange.receive(bytes, sizeof bytes);
     if (count <= 0) return false;
     buffer.append(bytes, static_cast<std::size_t>(count));
   }
@@ -168,13 +226,22 @@ Script LoopbackServer::script_for(const std::string& path) const {
 }
 
 void LoopbackServer::serve(int socket) {
+  sigset_t broken_pipe;  // which OpenSSL raises; in this thread alone, for the client must be safe from it by itself
+  sigemptyset(&broken_pipe);
+  sigaddset(&broken_pipe, SIGPIPE);
+  ::pthread_sigmask(SIG_BLOCK, &broken_pipe, nullptr);
   std::string buffer;
   Exchange exchange(socket);
   {
     const std::lock_guard lock(_mutex);
     if (!_greeting.empty()) exchange.send(_greeting);
+    if (_tls) exchange._tls.reset(had(SSL_new(_tls.get())), &SSL_free);
   }
-  while (exchange._keeps && read_head(socket, buffer, exchange.head)) {
+  if (exchange._tls) {
+    SSL_set_fd(exchange._tls.get(), socket);
+    exchange._keeps = SSL_accept(exchange._tls.get()) == 1;
+  }
+  while (exchange._keeps && read_head(exchange, buffer)) {
     const std::size_t begin = exchange.head.find(' ') + 1;
     exchange.path = exchange.head.substr(begin, exchange.head.find(' ', begin) - begin);
     Script script;
@@ -257,6 +324,18 @@ std::string gzip_bomb(std::size_t bytes) {
   }
   deflate.put(0, 7);  // end of block
   return std::string("\x1f\x8b\x08\0\0\0\0\0\0\xff", 10) + deflate.bytes + std::string(8, '\0');
+}
+
+std::string zstd_bomb(std::size_t bytes) {
+  // A frame (RFC 8878) of blocks that each repeat one byte as often as a block can.
+  constexpr std::size_t BLOCK = std::size_t{128} << 10;
+  std::string frame("\x28\xb5\x2f\xfd\0\x38", 6);  // magic, nothing declared, a window of 128 KiB
+  for (std::size_t size = 0; size < bytes; size += BLOCK) {
+    const std::size_t header = BLOCK << 3 | 0b010;
+    for (const int shift : {0, 8, 16}) frame += static_cast<char>(header >> shift & 0xFF);
+    frame += 'a';
+  }
+  return frame;
 }
 
 int open_descriptors() {

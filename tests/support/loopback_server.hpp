@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -12,10 +13,27 @@
 #include <utility>
 #include <vector>
 
+#include <openssl/ssl.h>
+
 /// A web server on 127.0.0.1 that misbehaves as told: real sockets, one thread a connection.
 namespace quillmere::testing {
 
 class LoopbackServer;
+
+/// A certificate that has signed itself, made on the spot.
+class Certificate {
+ public:
+  /// `names` as OpenSSL's subjectAltName has them: "IP:127.0.0.1". One that is valid for less than nothing has expired.
+  explicit Certificate(const std::string& names, std::chrono::minutes valid_for = std::chrono::hours(1));
+
+  /// As a file of trusted authorities holds it.
+  [[nodiscard]] std::string pem() const;
+
+ private:
+  friend class LoopbackServer;
+  std::shared_ptr<EVP_PKEY> _key;
+  std::shared_ptr<X509> _certificate;
+};
 
 /// One request, and the hands of whoever answers it.
 class Exchange {
@@ -37,8 +55,10 @@ class Exchange {
  private:
   friend class LoopbackServer;
   explicit Exchange(int socket) : _socket(socket) {}
+  [[nodiscard]] long receive(char* bytes, std::size_t size);
 
   int _socket;
+  std::shared_ptr<SSL> _tls;  // absent for plain text
   bool _keeps = true;
 };
 
@@ -47,7 +67,8 @@ using Headers = std::vector<std::pair<std::string, std::string>>;
 
 class LoopbackServer {
  public:
-  LoopbackServer();
+  /// At another address than loopback's only within a network of one's own; "::" is all addresses. Port 0 is any.
+  explicit LoopbackServer(std::string address = "127.0.0.1", int port = 0);
   LoopbackServer(const LoopbackServer&) = delete;
   LoopbackServer& operator=(const LoopbackServer&) = delete;
   ~LoopbackServer();
@@ -55,12 +76,17 @@ class LoopbackServer {
   /// `path` without its query; a path without a script gets a 404 with a body.
   void on(const std::string& path, Script script);
 
+  /// From now on connections speak TLS.
+  void secure(const Certificate& certificate);
+
   /// From now on each connection gets these bytes before it has asked for anything.
   void greet(std::string bytes);
 
   [[nodiscard]] int port() const { return _port; }
-  /// "http://127.0.0.1:<port><path>"
-  [[nodiscard]] std::string url(std::string_view path) const;
+  /// "http://127.0.0.1:<port><path>", https once it is secure
+  [[nodiscard]] std::string url(std::string_view path) const { return url(_address, path); }
+  /// The same at another of its addresses or names.
+  [[nodiscard]] std::string url(const std::string& host, std::string_view path) const;
 
   [[nodiscard]] int connections() const;                 ///< accepted so far
   [[nodiscard]] int open_connections() const;            ///< of those, still open
@@ -74,15 +100,17 @@ class LoopbackServer {
  private:
   void accept_all();
   void serve(int socket);
-  bool read_head(int socket, std::string& buffer, std::string& head);
+  bool read_head(Exchange& exchange, std::string& buffer);
   [[nodiscard]] Script script_for(const std::string& path) const;
 
   int _listener = -1;
+  std::string _address;
   int _port = 0;
   mutable std::mutex _mutex;
   std::condition_variable _closed;
   std::map<std::string, Script> _scripts;
   std::string _greeting;
+  std::shared_ptr<SSL_CTX> _tls;
   std::set<int> _open;
   std::vector<std::string> _paths;
   std::string _last_head;
@@ -108,8 +136,9 @@ class LoopbackServer {
 [[nodiscard]] Script endless(std::string head, std::string part, std::chrono::milliseconds pause = {});
 [[nodiscard]] Script late(std::chrono::milliseconds delay, Script then);
 
-/// A gzip stream that decodes to at least `bytes` bytes, a thousandth of that in size.
+/// Streams that decode to at least `bytes` bytes, small fractions of that in size.
 [[nodiscard]] std::string gzip_bomb(std::size_t bytes);
+[[nodiscard]] std::string zstd_bomb(std::size_t bytes);
 
 /// Descriptors that this process has open.
 [[nodiscard]] int open_descriptors();

@@ -1,8 +1,9 @@
 #include "quillmere/http/async_fetcher.hpp"
 
+#include <exception>
 #include <memory>
+#include <new>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include <boost/asio/associated_executor.hpp>
@@ -60,11 +61,16 @@ struct BeginTransfer {
     const boost::asio::any_io_executor turn = boost::asio::get_associated_executor(handler);
     auto& context = boost::asio::query(turn, boost::asio::execution::context);
     std::shared_ptr<TransferLoop> loop;
+    std::exception_ptr error;
     try {
       loop = boost::asio::use_service<TransferService>(context).loop(turn, allow_private_networks);
-    } catch (...) {
-      internal::resume_later(internal::without_strand(turn), std::forward<Handler>(handler), std::current_exception(),
-                             Outcome());
+    } catch (const std::bad_alloc&) {
+      error = std::current_exception();
+    } catch (const std::exception&) {
+      // No descriptor is left to wait for sockets with, to this layer or to Asio: FetchReason::FAILED.
+    }
+    if (!loop) {
+      internal::resume_later(internal::without_strand(turn), std::forward<Handler>(handler), error, Outcome());
       return;
     }
     const auto transfer = std::make_shared<Transfer>(loop->executor(), std::move(url), timeout, std::move(ca_file));
@@ -86,13 +92,9 @@ boost::asio::awaitable<std::optional<Response>> AsyncFetcher::get(std::string ur
   Outcome outcome;
   if (is_available()) {
     BeginTransfer begin{url, timeout, options.allow_private_networks, options.ca_file};
-    try {
-      outcome =
-          co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>, void(std::exception_ptr, Outcome)>(
-              std::move(begin), boost::asio::use_awaitable);
-    } catch (const std::system_error&) {
-      outcome.report.reason = FetchReason::FAILED;  // no descriptor left to wait for sockets with
-    }
+    outcome =
+        co_await boost::asio::async_initiate<const boost::asio::use_awaitable_t<>, void(std::exception_ptr, Outcome)>(
+            std::move(begin), boost::asio::use_awaitable);
   } else {
     outcome.report.reason = FetchReason::UNAVAILABLE;
   }

@@ -13,20 +13,21 @@
 /// Asynchronous HTTP GET with limits on everything that a server decides.
 ///
 /// Requests  GET over HTTP/1.1 or, where TLS offers it, HTTP/2; browser-like Accept and Accept-Language; a user agent
-/// that
-///           names this library and its version; gzip, deflate, br and zstd as far as the linked libcurl knows them.
+///           that names this library and its version; gzip, deflate, br or zstd, one of them, as far as the linked
+///           libcurl knows them.
 ///           No cookies, no credentials: those that a URL or a redirect carries are not sent.
 /// Redirects followed, http and https only, at most MAX_REDIRECTS.
 /// TLS       certificate and host name are verified against the system's authorities.
 /// Addresses no connection is made to an address that is not public (address_guard.hpp) unless the caller allows it.
-/// The
-///           judgement falls on the address of the very socket that connects: for every redirect, every address of a
-///           name, however it is spelled. A refused address does not stop the next one of the same name.
+///           The judgement falls on the address of the very socket that connects: for every redirect, every address of
+///           a name, however it is spelled. A refused address does not stop the next one of the same name.
 /// Settings  none is taken from the environment: no proxy, no .netrc. (The C library's resolver and OpenSSL's own
 ///           configuration file keep their variables, RES_OPTIONS and OPENSSL_CONF among them.)
 namespace quillmere::http {
 
 inline constexpr int MAX_REDIRECTS = 20;
+/// Of a URL as it is asked for, percent-encoded.
+inline constexpr std::size_t MAX_URL_BYTES = std::size_t{256} << 10;
 /// Of one response's body, decoded.
 inline constexpr std::size_t MAX_BODY_BYTES = std::size_t{16} << 20;
 /// Of one response's headers, status line and trailers included.

@@ -16,7 +16,7 @@ enum class FetchReason {
   EMPTY_BODY,          ///< a response without a body
   NOT_HTTP,            ///< empty text, or one that does not begin with "http": never handed to the HTTP layer
   UNAVAILABLE,         ///< this build or this machine has no HTTP layer
-  BAD_URL,             ///< begins with "http" but is no absolute URL, or a redirect leads to a malformed one
+  BAD_URL,             ///< begins with "http" but is no absolute URL or too long, or a redirect leads to a bad one
   UNSUPPORTED_SCHEME,  ///< neither http nor https, as given or by redirect
   NAME_NOT_RESOLVED,   ///< the host has no address (silent name servers end in TIMED_OUT)
   REFUSED_ADDRESS,     ///< every address of the host is one that must not be contacted
@@ -26,9 +26,9 @@ enum class FetchReason {
   TIMED_OUT,           ///< the time limit passed first
   CONNECTION_LOST,     ///< reset or closed before the response was whole
   PROTOCOL_ERROR,      ///< the answer is not HTTP
-  BAD_ENCODING,        ///< the body does not decode as its Content-Encoding says
+  BAD_ENCODING,        ///< the body does not decode as its Content-Encoding says, or is encoded more than once
   TOO_MANY_REDIRECTS,  ///< more than MAX_REDIRECTS
-  HEADERS_TOO_LARGE,   ///< more than MAX_HEADER_BYTES
+  HEADERS_TOO_LARGE,   ///< more than MAX_HEADER_BYTES, or more than libcurl takes over all redirects
   BODY_TOO_LARGE,      ///< more than MAX_BODY_BYTES
   CANCELLED,           ///< the caller cancelled the fetch
   FAILED,              ///< anything else, such as no descriptor left in this process

@@ -58,6 +58,36 @@ int status_of(std::string_view line) {
   return status;
 }
 
+// The value of `line`, a header, when `name`, with its colon, is its name.
+std::optional<std::string_view> value_of(std::string_view line, std::string_view name) {
+  if (line.size() < name.size() || curl_strnequal(line.data(), name.data(), name.size()) == 0) return std::nullopt;
+  line.remove_prefix(name.size());
+  const std::size_t begin = line.find_first_not_of(" \t");
+  return begin == std::string_view::npos ? "" : line.substr(begin, line.find_last_not_of(" \t\r\n") + 1 - begin);
+}
+
+// How many times a body is encoded according to `list`, a value of Content-Encoding or Transfer-Encoding.
+int codings_in(std::string_view list) {
+  int count = 0;
+  while (!list.empty()) {
+    const std::string_view rest = list.substr(std::min(list.find_first_not_of(", \t"), list.size()));
+    const std::string_view coding = rest.substr(0, rest.find_first_of(", \t"));
+    const auto is = [coding](std::string_view name) {
+      return coding.size() == name.size() && curl_strnequal(coding.data(), name.data(), name.size()) != 0;
+    };
+    if (!coding.empty() && !is("identity") && !is("chunked")) ++count;
+    list = rest.substr(coding.size());
+  }
+  return count;
+}
+
+// Whether `location` names a scheme, and that is not one of the web.
+bool leaves_the_web(std::string_view location) {
+  const std::string_view scheme = location.substr(0, location.find_first_of(":/?#"));
+  if (scheme.size() == location.size() || location[scheme.size()] != ':') return false;
+  return !value_of(location, "http:") && !value_of(location, "https:");
+}
+
 template <typename T>
 T info_of(CURL* easy, CURLINFO info) {
   T result{};
@@ -80,11 +110,19 @@ struct TransferCallbacks {
       // A server may send interim responses (1xx) without end: they count with the response that they precede.
       if (transfer._status >= 200) transfer._header_bytes = 0;
       transfer._status = status;
+      transfer._codings = 0;
+      transfer._leaves_the_web = false;
     }
     transfer._header_bytes += size;
-    if (transfer._header_bytes <= MAX_HEADER_BYTES) return size;
-    transfer._fault = FetchReason::HEADERS_TOO_LARGE;
-    return 0;
+    if (const auto location = value_of({line, size}, "Location:")) transfer._leaves_the_web = leaves_the_web(*location);
+    for (const std::string_view name : {"Content-Encoding:", "Transfer-Encoding:"}) {
+      if (const auto list = value_of({line, size}, name)) transfer._codings += codings_in(*list);
+    }
+    // libcurl would undo one coding after the other within one call. A few bytes can stand for gigabytes that come to
+    // nothing in the next coding: no time limit would be looked at until all of that is worked off.
+    if (transfer._codings > 1) transfer._fault = FetchReason::BAD_ENCODING;
+    if (transfer._header_bytes > MAX_HEADER_BYTES) transfer._fault = FetchReason::HEADERS_TOO_LARGE;
+    return transfer._fault ? 0 : size;
   }
 
   static std::size_t body(char* bytes, std::size_t, std::size_t size, void* user) noexcept {
@@ -192,7 +230,7 @@ Transfer::Transfer(const boost::asio::any_io_executor& executor, std::string url
 bool Transfer::prepare(Easy handle) {
   easy = std::move(handle);
   const std::optional<std::string> url = request_url(_outcome.report.url);
-  if (!url || !set_option(easy, CURLOPT_URL, url->c_str())) return false;
+  if (!url || url->size() > MAX_URL_BYTES || !set_option(easy, CURLOPT_URL, url->c_str())) return false;
   set_option(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request_time.count()));
   if (!ca_file.empty()) set_option(easy, CURLOPT_CAINFO, ca_file.c_str());
   set_option(easy, CURLOPT_PRIVATE, this);
@@ -210,10 +248,11 @@ FetchReason Transfer::reason_of(CURLcode code) const {
     case CURLE_URL_MALFORMAT:
       return FetchReason::BAD_URL;
     case CURLE_UNSUPPORTED_PROTOCOL: {
-      // Also said of an answer without a status line (HTTP/0.9).
+      // Also said of an answer without a status line (HTTP/0.9). Of a scheme that libcurl does not know at all it keeps
+      // no URL.
       const char* url = info_of<char*>(easy.get(), CURLINFO_EFFECTIVE_URL);
       const bool is_http = curl_strnequal(url, "http:", 5) != 0 || curl_strnequal(url, "https:", 6) != 0;
-      return is_http ? FetchReason::PROTOCOL_ERROR : FetchReason::UNSUPPORTED_SCHEME;
+      return is_http && !_leaves_the_web ? FetchReason::PROTOCOL_ERROR : FetchReason::UNSUPPORTED_SCHEME;
     }
     case CURLE_COULDNT_RESOLVE_HOST:
       return FetchReason::NAME_NOT_RESOLVED;
@@ -227,9 +266,13 @@ FetchReason Transfer::reason_of(CURLcode code) const {
       return FetchReason::BODY_TOO_LARGE;
     case CURLE_BAD_CONTENT_ENCODING:
       return FetchReason::BAD_ENCODING;
+    case CURLE_RECV_ERROR:
+      // Also said of headers past libcurl's own limit for all responses to a request.
+      return info_of<long>(easy.get(), CURLINFO_HEADER_SIZE) > static_cast<long>(MAX_HEADER_BYTES)
+                 ? FetchReason::HEADERS_TOO_LARGE
+                 : FetchReason::CONNECTION_LOST;
     case CURLE_GOT_NOTHING:
     case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
     case CURLE_PARTIAL_FILE:
       return FetchReason::CONNECTION_LOST;
     case CURLE_WEIRD_SERVER_REPLY:

@@ -71,6 +71,8 @@ class Transfer {
   std::optional<FetchReason> _last_refusal;  // why the guard refused the last socket, if it did
   std::size_t _header_bytes = 0;             // of the current response
   int _status = 0;                           // of the current response, 1xx included
+  int _codings = 0;                          // of the current response's body
+  bool _leaves_the_web = false;              // the current response redirects to another scheme than http and https
 };
 
 }  // namespace quillmere::http::internal

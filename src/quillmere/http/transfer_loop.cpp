@@ -44,10 +44,13 @@ void Descriptor::close() noexcept {
 TransferLoop::TransferLoop(const boost::asio::any_io_executor& executor, bool allow_private_networks)
     : _executor(executor),
       _allow_private_networks(allow_private_networks),
-      _events(std::in_place, executor, checked(::epoll_create1(EPOLL_CLOEXEC))),
+      _events(std::in_place, executor),
       _alarm(checked(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))),
       _multi(curl_multi_init()) {
   if (!_multi) throw std::bad_alloc();
+  Descriptor set(checked(::epoll_create1(EPOLL_CLOEXEC)));
+  _events->assign(set.get());
+  (void)set.release();
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.fd = _alarm.get();

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include <boost/asio/any_io_executor.hpp>
@@ -25,6 +26,7 @@ class Descriptor {
   ~Descriptor() { close(); }
 
   void close() noexcept;
+  [[nodiscard]] int release() noexcept { return std::exchange(_descriptor, -1); }
   [[nodiscard]] int get() const noexcept { return _descriptor; }
 
  private:
