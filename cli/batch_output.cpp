@@ -118,9 +118,12 @@ void LineFile::finish() {
 }
 
 void OrderedLines::put(std::uint64_t position, std::string line) {
+  if (_is_torn) return;
   _waiting.emplace(position, std::move(line));
   for (auto first = _waiting.begin(); first != _waiting.end() && first->first == _next; first = _waiting.begin()) {
+    _is_torn = true;
     _file.append(std::move(first->second));
+    _is_torn = false;
     _waiting.erase(first);
     ++_next;
   }

@@ -51,6 +51,7 @@ class OrderedLines {
  public:
   explicit OrderedLines(LineFile& file) : _file(file) {}
 
+  /// Throws as LineFile::append; from then on it does nothing, for no line may follow a part of one.
   void put(std::uint64_t position, std::string line);
   /// Position of the first line that is still missing.
   [[nodiscard]] std::uint64_t next() const noexcept { return _next; }
@@ -59,6 +60,7 @@ class OrderedLines {
   LineFile& _file;
   std::map<std::uint64_t, std::string> _waiting;
   std::uint64_t _next = 0;
+  bool _is_torn = false;  ///< a line is being written, or was when that failed
 };
 
 }  // namespace quillmere::cli
