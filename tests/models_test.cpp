@@ -84,17 +84,21 @@ TEST(Models, EveryFieldIsWrittenInRecordOrder) {
 
 TEST(Models, AbsentFieldsAreNullOrLeftOut) {
   EnrichedCommerceMatch match;
-  match.title = "a\xFF\x01";
+  match.title = "a\xFF\x01\x1F\b\f\n\r\t\"\\/\x7F";
   match.match_score = -1;
   EXPECT_FALSE(match.relevance.has_value());
   EXPECT_EQ(model_dump_json(match, std::nullopt, true),
             R"({"title":"a)"
             "\uFFFD"
-            R"(\u0001","direct_url":"","original_url":"","match_score":-1,"page_type":"uncategorized"})");
+            R"(\u0001\u001f\b\f\n\r\t\"\\/)"
+            "\x7F"
+            R"(","direct_url":"","original_url":"","match_score":-1,"page_type":"uncategorized"})");
   EXPECT_EQ(model_dump_json(match),
             R"({"title":"a)"
             "\uFFFD"
-            R"(\u0001","direct_url":"","original_url":"","price":null,"merchant_name":null,)"
+            R"(\u0001\u001f\b\f\n\r\t\"\\/)"
+            "\x7F"
+            R"(","direct_url":"","original_url":"","price":null,"merchant_name":null,)"
             R"("merchant_category":null,"thumbnail":null,"match_score":-1,"page_type":"uncategorized","brand":null,)"
             R"("sku":null,"condition":null,"stock_status":null,"primary_image_url":null,"shipping_info":null,)"
             R"("relevance":null})");

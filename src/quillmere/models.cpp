@@ -1,107 +1,168 @@
 #include "quillmere/models.hpp"
 
+#include <cmath>
 #include <type_traits>
 #include <utility>
 
-#include <nlohmann/json.hpp>
-
+#include "quillmere/text/number.hpp"
 #include "quillmere/text/unicode.hpp"
 
 namespace quillmere {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-/// Writes records as JSON trees: one `form` for each kind of value that a field may have.
+/// Writes records as JSON text: one `write` for each kind of value that a field may have. There is no tree in between:
+/// when memory runs out, a tree's destructor may be in want of some.
 class JsonWriter {
  public:
-  explicit JsonWriter(bool exclude_none) : _exclude_none(exclude_none) {}
+  JsonWriter(std::optional<int> indent, bool exclude_none)
+      : _indent(indent.value_or(-1)), _exclude_none(exclude_none) {}
 
-  [[nodiscard]] Json form(const CommerceIntelligence& record) const {
-    Json out = Json::object();
-    put(out, "summary", record.summary);
-    put(out, "items", record.items);
-    return out;
+  void write(const CommerceIntelligence& record) {
+    group("{}", [&] {
+      put("summary", record.summary);
+      put("items", record.items);
+    });
   }
 
-  [[nodiscard]] Json form(const EnrichedCommerceMatch& record) const {
-    Json out = Json::object();
-    put(out, "title", record.title);
-    put(out, "direct_url", record.direct_url);
-    put(out, "original_url", record.original_url);
-    put(out, "price", record.price);
-    put(out, "merchant_name", record.merchant_name);
-    put(out, "merchant_category", record.merchant_category);
-    put(out, "thumbnail", record.thumbnail);
-    put(out, "match_score", record.match_score);
-    put(out, "page_type", record.page_type);
-    put(out, "brand", record.brand);
-    put(out, "sku", record.sku);
-    put(out, "condition", record.condition);
-    put(out, "stock_status", record.stock_status);
-    put(out, "primary_image_url", record.primary_image_url);
-    put(out, "shipping_info", record.shipping_info);
-    put(out, "relevance", record.relevance);
-    return out;
+  void write(const EnrichedCommerceMatch& record) {
+    group("{}", [&] {
+      put("title", record.title);
+      put("direct_url", record.direct_url);
+      put("original_url", record.original_url);
+      put("price", record.price);
+      put("merchant_name", record.merchant_name);
+      put("merchant_category", record.merchant_category);
+      put("thumbnail", record.thumbnail);
+      put("match_score", record.match_score);
+      put("page_type", record.page_type);
+      put("brand", record.brand);
+      put("sku", record.sku);
+      put("condition", record.condition);
+      put("stock_status", record.stock_status);
+      put("primary_image_url", record.primary_image_url);
+      put("shipping_info", record.shipping_info);
+      put("relevance", record.relevance);
+    });
   }
 
-  [[nodiscard]] Json form(const CommerceSummary& record) const {
-    Json out = Json::object();
-    put(out, "total_matches", record.total_matches);
-    put(out, "currency", record.currency);
-    put(out, "total_priced_matches", record.total_priced_matches);
-    put(out, "min_price", record.min_price);
-    put(out, "max_price", record.max_price);
-    put(out, "average_price", record.average_price);
-    put(out, "median_price", record.median_price);
-    return out;
+  void write(const CommerceSummary& record) {
+    group("{}", [&] {
+      put("total_matches", record.total_matches);
+      put("currency", record.currency);
+      put("total_priced_matches", record.total_priced_matches);
+      put("min_price", record.min_price);
+      put("max_price", record.max_price);
+      put("average_price", record.average_price);
+      put("median_price", record.median_price);
+    });
   }
 
-  [[nodiscard]] Json form(const NormalizedPrice& record) const {
-    Json out = Json::object();
-    put(out, "raw", record.raw);
-    put(out, "amount", record.amount);
-    put(out, "currency", record.currency);
-    return out;
+  void write(const NormalizedPrice& record) {
+    group("{}", [&] {
+      put("raw", record.raw);
+      put("amount", record.amount);
+      put("currency", record.currency);
+    });
   }
+
+  [[nodiscard]] std::string take() && { return std::move(_out); }
 
  private:
-  [[nodiscard]] Json form(const std::vector<EnrichedCommerceMatch>& records) const {
-    Json out = Json::array();
-    for (const EnrichedCommerceMatch& record : records) out.push_back(form(record));
-    return out;
+  void write(const std::vector<EnrichedCommerceMatch>& records) {
+    group("[]", [&] {
+      for (const EnrichedCommerceMatch& record : records) {
+        next();
+        write(record);
+      }
+    });
   }
 
-  [[nodiscard]] static Json form(const std::string& text) { return text::to_valid_utf8(text); }
-
-  template <class Number>
-  requires std::is_arithmetic_v<Number>
-  [[nodiscard]] static Json form(Number number) { return number; }
+  void write(const std::string& text) { write_valid(text::to_valid_utf8(text)); }
+  void write(std::int64_t number) { _out += std::to_string(number); }
+  void write(double number) { _out += std::isfinite(number) ? text::shortest_decimal(number) : "null"; }
 
   template <class Enumeration>
   requires std::is_enum_v<Enumeration>
-  [[nodiscard]] static Json form(Enumeration member) { return std::string(value(member)); }
+  void write(Enumeration member) { write_valid(value(member)); }
 
-  template <class Field>
-  void put(Json& out, const char* key, const Field& field) const {
-    out.emplace(key, form(field));
+  void write_valid(std::string_view text) {
+    _out += '"';
+    for (const char letter : text) {
+      if (letter != '"' && letter != '\\' && static_cast<unsigned char>(letter) >= 0x20) {
+        _out += letter;
+        continue;
+      }
+      const std::size_t escape = std::string_view("\"\\\b\f\n\r\t").find(letter);
+      if (escape != std::string_view::npos) {
+        _out += {'\\', "\"\\bfnrt"[escape]};
+      } else {
+        _out += letter < 0x10 ? "\\u000" : "\\u001";
+        _out += "0123456789abcdef"[letter & 0xF];
+      }
+    }
+    _out += '"';
+  }
+
+  /// An object or an array; `members` puts what is in it.
+  template <class Members>
+  void group(std::string_view brackets, Members members) {
+    _out += brackets[0];
+    ++_depth;
+    _is_empty = true;
+    members();
+    --_depth;
+    if (!_is_empty) break_line();
+    _is_empty = false;
+    _out += brackets[1];
+  }
+
+  void next() {
+    if (!_is_empty) _out += ',';
+    _is_empty = false;
+    break_line();
+  }
+
+  void break_line() {
+    if (_indent < 0) return;
+    _out += '\n';
+    _out.append(static_cast<std::size_t>(_depth) * static_cast<std::size_t>(_indent), ' ');
+  }
+
+  void put_key(std::string_view key) {
+    next();
+    write_valid(key);
+    _out += _indent < 0 ? ":" : ": ";
   }
 
   template <class Field>
-  void put(Json& out, const char* key, const std::optional<Field>& field) const {
+  void put(std::string_view key, const Field& field) {
+    put_key(key);
+    write(field);
+  }
+
+  template <class Field>
+  void put(std::string_view key, const std::optional<Field>& field) {
+    if (!field && _exclude_none) return;
+    put_key(key);
     if (field) {
-      put(out, key, *field);
-    } else if (!_exclude_none) {
-      out.emplace(key, nullptr);
+      write(*field);
+    } else {
+      _out += "null";
     }
   }
 
+  int _indent;
   bool _exclude_none;
+  std::string _out;
+  int _depth = 0;
+  bool _is_empty = true;  ///< nothing has been put into the group that is being written
 };
 
 template <class Record>
 std::string dump(const Record& record, std::optional<int> indent, bool exclude_none) {
-  return JsonWriter(exclude_none).form(record).dump(indent.value_or(-1));
+  JsonWriter writer(indent, exclude_none);
+  writer.write(record);
+  return std::move(writer).take();
 }
 
 }  // namespace
@@ -191,7 +252,6 @@ std::string model_dump_json(const NormalizedPrice& price, std::optional<int> ind
 }
 
 std::string model_dump_json_with_id(std::string_view id, const CommerceIntelligence& commerce, bool exclude_none) {
-  // `id` does not go through the tree, which would lose the digits of a long number.
   std::string line = R"({"id":)";
   line += id;
   line += ',';  // two members always follow
