@@ -38,17 +38,24 @@ std::string rate(double per_second) {
 }  // namespace
 
 std::string progress_line(const ProgressState& state, std::string_view unit, std::size_t width) {
-  // The pieces in order of importance; each is added only while the line still fits.
   std::string line = std::to_string(state.done);
   if (state.total) line += "/" + std::to_string(*state.total);
-  const auto add = [&](const std::string& piece) {
-    if (line.size() + piece.size() <= width) line += piece;
+  // The pieces in order of importance; each is taken only while the line still fits.
+  std::size_t taken = line.size();
+  const auto take_if_it_fits = [&](std::string piece) {
+    if (taken + piece.size() > width) return std::string();
+    taken += piece.size();
+    return piece;
   };
-  add(" " + std::string(unit));
   const double share = std::clamp(state.share, 0.0, 1.0);
-  if (state.seconds >= 1 && share > 0 && share < 1)
-    add("  " + duration(state.seconds / share - state.seconds) + " left");
-  if (state.seconds >= 1 && state.done > 0) add("  " + rate(static_cast<double>(state.done) / state.seconds));
+  std::string time_left;
+  if (state.seconds >= 1 && share > 0 && share < 1) {
+    time_left = take_if_it_fits("  " + duration(state.seconds / share - state.seconds) + " left");
+  }
+  line += take_if_it_fits(" " + std::string(unit)) + time_left;
+  if (state.seconds >= 1 && state.done > 0) {
+    line += take_if_it_fits("  " + rate(static_cast<double>(state.done) / state.seconds));
+  }
   if (share > 0 && line.size() + SHORTEST_BAR + 3 <= width) {
     const std::size_t length = std::min(LONGEST_BAR, width - line.size() - 3);
     const auto filled = static_cast<std::size_t>(share * static_cast<double>(length));
