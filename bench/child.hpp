@@ -17,6 +17,7 @@ struct ChildRun {
   bool succeeded = false;
   double wall_seconds = 0;
   double processor_seconds = 0;  ///< user and system
+  long peak_kilobytes = 0;       ///< resident; at least what this program had when it started the other
 };
 
 /// Whether a program of that name is on the PATH.
@@ -47,7 +48,7 @@ inline ChildRun run_child(const std::vector<std::string>& arguments, const std::
   };
   return {WIFEXITED(status) && WEXITSTATUS(status) == 0,
           std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
-          seconds_in(used.ru_utime) + seconds_in(used.ru_stime)};
+          seconds_in(used.ru_utime) + seconds_in(used.ru_stime), used.ru_maxrss};
 }
 
 }  // namespace quillmere::bench

@@ -1,0 +1,89 @@
+// The tool on many searches: does `quillmere batch` stay flat in memory, and what does a second job bring?
+//
+//   batch_searches TOOL
+//
+// Searches carry their pages inline, so that nothing is fetched. One job and two take turns in each of 5 rounds; the
+// ratio is the median of the rounds' own ratios, of wall time, on a machine that has nothing else to do.
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "bench/child.hpp"
+#include "bench/measure.hpp"
+#include "bench/synthetic_pages.hpp"
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using namespace quillmere;
+
+constexpr int ROUNDS = 5;
+constexpr int MATCHES = 4;
+constexpr int DISTINCT = 8;
+constexpr std::size_t PAGE_SIZE = 25'000;
+const std::string FEW = "/tmp/quillmere-bench-200-searches.jsonl";
+const std::string MANY = "/tmp/quillmere-bench-2000-searches.jsonl";
+
+/// One search with its pages, as an input line without the id that it begins with.
+std::string search_tail(int number) {
+  nlohmann::ordered_json matches = nlohmann::ordered_json::array();
+  nlohmann::ordered_json pages;
+  for (int i = 0; i < MATCHES; ++i) {
+    const std::string url = "https://shop.example/products/" + std::to_string(number * MATCHES + i);
+    matches.push_back({{"link", url}, {"title", "Red shoe"}, {"price", "59,90 €"}});
+    pages[url] = bench::SyntheticPages::shop(PAGE_SIZE + static_cast<std::size_t>(number));
+  }
+  return R"(,"matches":)" + matches.dump() + R"(,"pages":)" + pages.dump() + "}\n";
+}
+
+/// Writes the input in a process of its own: what this one holds would count for the tool that it starts.
+void write_searches(const std::string& path, int count) {
+  const pid_t writer = fork();
+  if (writer != 0) {
+    waitpid(writer, nullptr, 0);
+    return;
+  }
+  std::vector<std::string> tails;
+  for (int i = 0; i < DISTINCT; ++i) tails.push_back(search_tail(i));
+  std::ofstream out(path, std::ios::binary);
+  for (int i = 0; i < count; ++i) out << R"({"id":)" << i << tails[static_cast<std::size_t>(i % DISTINCT)];
+  out.close();
+  _exit(0);
+}
+
+bench::ChildRun run_batch(const std::string& tool, const std::string& input, const char* jobs) {
+  const bench::ChildRun run = bench::run_child({tool, "batch", input, "--quiet", "--jobs", jobs});
+  if (!run.succeeded) std::printf("batch %s --jobs %s failed\n", input.c_str(), jobs);
+  return run;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: batch_searches TOOL\n");
+    return 2;
+  }
+  write_searches(FEW, 200);
+  write_searches(MANY, 2'000);
+  for (const char* jobs : {"1", "2"}) {
+    const long few = run_batch(argv[1], FEW, jobs).peak_kilobytes;
+    const long many = run_batch(argv[1], MANY, jobs).peak_kilobytes;
+    std::printf("--jobs %s: peak %ld KB over 200 searches, %ld KB over 2,000: %.3fx (to be at most 1.10)\n", jobs, few,
+                many, static_cast<double>(many) / static_cast<double>(few));
+  }
+  std::vector<double> one;
+  std::vector<double> two;
+  std::vector<double> ratios;
+  for (int round = 0; round < ROUNDS; ++round) {
+    one.push_back(run_batch(argv[1], MANY, "1").wall_seconds);
+    two.push_back(run_batch(argv[1], MANY, "2").wall_seconds);
+    ratios.push_back(one.back() / two.back());
+  }
+  std::printf("2,000 searches of %d pages: %.3f s with --jobs 1, %.3f s with --jobs 2: %.2fx (to be at least 1.7)\n",
+              MATCHES, bench::median(one), bench::median(two), bench::median(ratios));
+  std::remove(FEW.c_str());
+  std::remove(MANY.c_str());
+}
