@@ -22,8 +22,10 @@ enum class PageType { PRODUCT, MARKETPLACE, ARTICLE, PORTFOLIO, SOCIAL, UNCATEGO
 /// What kind of seller stands behind a page.
 enum class MerchantCategory { MAJOR_MARKETPLACE, RESELLER_SPECIALIST, OFFICIAL_BRAND, UNVERIFIED };
 
+/// Whether the product can be had.
 enum class StockStatus { IN_STOCK, OUT_OF_STOCK, PREORDER };
 
+/// In what state the product is.
 enum class ItemCondition { NEW, USED, REFURBISHED };
 
 /// How well an enriched match serves somebody who wants to buy what the search showed; see relevance.hpp.
@@ -86,11 +88,11 @@ struct EnrichedCommerceMatch {
 /// The market at a glance. The price figures cover the matches priced in `currency` and no others, and are absent
 /// when there are none.
 struct CommerceSummary {
-  std::int64_t total_matches = 0;         ///< visual matches handed in
-  std::string currency = "USD";           ///< the currency of the price figures
-  std::int64_t total_priced_matches = 0;  ///< matches that carry a price, whatever its currency
-  std::optional<double> min_price = std::nullopt;
-  std::optional<double> max_price = std::nullopt;
+  std::int64_t total_matches = 0;                      ///< visual matches handed in
+  std::string currency = "USD";                        ///< the currency of the price figures
+  std::int64_t total_priced_matches = 0;               ///< matches that carry a price, whatever its currency
+  std::optional<double> min_price = std::nullopt;      ///< the lowest price
+  std::optional<double> max_price = std::nullopt;      ///< the highest price
   std::optional<double> average_price = std::nullopt;  ///< rounded to two decimals
   std::optional<double> median_price =
       std::nullopt;  ///< of an even count, the mean of the middle two, rounded to two decimals
@@ -100,8 +102,8 @@ struct CommerceSummary {
 
 /// The result of one run: one record per enriched match, in the order of the input, and their summary.
 struct QUILLMERE_API CommerceIntelligence {
-  CommerceSummary summary;
-  std::vector<EnrichedCommerceMatch> items;
+  CommerceSummary summary;                   ///< the market at a glance
+  std::vector<EnrichedCommerceMatch> items;  ///< one record per enriched match
 
   /// The result as JSON text: field names as keys in record order, members of enumerations as their texts.
   ///

@@ -33,21 +33,23 @@ struct PageMetadata {
   std::optional<ItemCondition> condition = std::nullopt;        ///< likewise
   std::optional<std::string> primary_image_url = std::nullopt;  ///< as the page wrote it, perhaps relative
   std::optional<std::string> shipping_info = std::nullopt;      ///< always absent: nothing fills it
-  PageType page_type = PageType::UNCATEGORIZED;
-  std::int64_t match_score = 0;  ///< 50 to 99 for ranks from 1
-  std::string fetch_source;      ///< one of the FETCH_SOURCE_ texts
+  PageType page_type = PageType::UNCATEGORIZED;                 ///< what kind of page it is
+  std::int64_t match_score = 0;                                 ///< 50 to 99 for ranks from 1
+  std::string fetch_source;                                     ///< one of the FETCH_SOURCE_ texts
 
   friend bool operator==(const PageMetadata&, const PageMetadata&) = default;
 };
 
 /// Product objects of a page, with what keeps their trees alive. They refer to the page's text, too.
-struct QUILLMERE_API ProductObjects {
-  std::shared_ptr<const void> owner;
-  std::vector<text::JsonValue> products;
+struct ProductObjects {
+  std::shared_ptr<const void> owner;      ///< keeps the trees
+  std::vector<text::JsonValue> products;  ///< in the order in which they were found
 };
+
+/// The same for a page that has one.
 struct ProductObject {
-  std::shared_ptr<const void> owner;
-  text::JsonValue product;
+  std::shared_ptr<const void> owner;  ///< keeps the tree
+  text::JsonValue product;            ///< the object
 };
 
 /// Destination page text plus a match's own values -> PageMetadata.

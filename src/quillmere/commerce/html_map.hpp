@@ -22,6 +22,7 @@ namespace quillmere::commerce {
 ///     if (const std::optional<std::string>* html = pages.find(url); html && *html) read(**html);
 class HtmlMap {
  public:
+  /// As in a standard container.
   using value_type = std::pair<std::string, std::optional<std::string>>;
   using const_iterator = std::vector<value_type>::const_iterator;
 
@@ -44,6 +45,7 @@ class HtmlMap {
     return place == _places.end() ? nullptr : &_entries[place->second].second;
   }
 
+  /// As in a standard container; the entries stand in the order in which they were inserted.
   [[nodiscard]] bool contains(std::string_view url) const { return find(url) != nullptr; }
   [[nodiscard]] std::size_t size() const noexcept { return _entries.size(); }
   [[nodiscard]] bool empty() const noexcept { return _entries.empty(); }

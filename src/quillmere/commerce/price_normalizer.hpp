@@ -12,8 +12,8 @@ namespace quillmere::commerce {
 
 /// One printed currency token, in capitals, and the code that it stands for.
 struct CurrencyToken {
-  std::string_view token;
-  std::string_view code;
+  std::string_view token;  ///< as printed: "US$"
+  std::string_view code;   ///< as written: "USD"
 };
 
 /// The tokens that have a code of their own. Any other token is its own code.

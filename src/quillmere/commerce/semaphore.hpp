@@ -38,8 +38,10 @@ class QUILLMERE_API Semaphore {
   std::shared_ptr<State> _state;
 };
 
+/// A slot of a semaphore, as `acquire` gives it.
 class QUILLMERE_API Semaphore::Slot {
  public:
+  /// Leaves `other` without a slot.
   Slot(Slot&& other) noexcept = default;
   Slot& operator=(Slot&& other) = delete;
 

@@ -25,6 +25,7 @@
 ///           configuration file keep their variables, RES_OPTIONS and OPENSSL_CONF among them.)
 namespace quillmere::http {
 
+/// Of one request.
 inline constexpr int MAX_REDIRECTS = 20;
 /// Of a URL as it is asked for, percent-encoded.
 inline constexpr std::size_t MAX_URL_BYTES = std::size_t{256} << 10;
@@ -52,9 +53,10 @@ struct FetchOptions {
 
 /// A response that arrived whole, whatever its status.
 struct Response {
-  int status = 0;
+  int status = 0;    ///< of the last response
   std::string body;  ///< decoded (Content-Encoding), otherwise as received
 
+  /// Whether there is no body.
   [[nodiscard]] bool empty() const noexcept { return body.empty(); }
 };
 

@@ -39,12 +39,12 @@ enum class FetchReason {
 
 /// How one fetch went, for those who want to know: nothing in it decides anything.
 struct FetchReport {
-  std::string url;  ///< as it was given
-  FetchReason reason = FetchReason::FAILED;
-  std::optional<int> http_status;  ///< of the last response whose status line arrived
-  std::uint64_t bytes = 0;         ///< of body received, decoded; also of one that was then given up
-  double milliseconds = 0;         ///< from the request to its end, waiting for a slot not counted
-  int redirects = 0;               ///< redirects followed
+  std::string url;                           ///< as it was given
+  FetchReason reason = FetchReason::FAILED;  ///< what became of it
+  std::optional<int> http_status;            ///< of the last response whose status line arrived
+  std::uint64_t bytes = 0;                   ///< of body received, decoded; also of one that was then given up
+  double milliseconds = 0;                   ///< from the request to its end, waiting for a slot not counted
+  int redirects = 0;                         ///< redirects followed
 };
 
 /// A page that could not be had.
@@ -53,6 +53,7 @@ class QUILLMERE_API FetchError : public std::runtime_error {
   /// The message is "quillmere: <url>: <reason>".
   explicit FetchError(FetchReport report);
 
+  /// How the fetch went.
   [[nodiscard]] const FetchReport& report() const noexcept { return _report; }
 
  private:
