@@ -26,16 +26,18 @@ constexpr std::size_t PAGE_SIZE = 25'000;
 const std::string FEW = "/tmp/quillmere-bench-200-searches.jsonl";
 const std::string MANY = "/tmp/quillmere-bench-2000-searches.jsonl";
 
-/// One search with its pages, as an input line without the id that it begins with.
-std::string search_tail(int number) {
+/// One search with the beginnings of its pages, as an input line without the id that it begins with.
+std::string search_tail(int number, const std::vector<std::string>& shops) {
   nlohmann::ordered_json matches = nlohmann::ordered_json::array();
   nlohmann::ordered_json pages;
   for (int i = 0; i < MATCHES; ++i) {
-    const std::string url = "https://shop.example/products/" + std::to_string(number * MATCHES + i);
+    const int page = number * MATCHES + i;
+    const std::string url = "https://shop.example/products/" + std::to_string(page);
     matches.push_back({{"link", url}, {"title", "Red shoe"}, {"price", "59,90 €"}});
-    pages[url] = bench::SyntheticPages::shop(PAGE_SIZE + static_cast<std::size_t>(number));
+    pages[url] = shops[static_cast<std::size_t>(page)].substr(0, PAGE_SIZE);
   }
-  return R"(,"matches":)" + matches.dump() + R"(,"pages":)" + pages.dump() + "}\n";
+  return R"(,"matches":)" + matches.dump() + R"(,"pages":)" +
+         pages.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "}\n";
 }
 
 /// Writes the input in a process of its own: what this one holds would count for the tool that it starts.
@@ -46,7 +48,8 @@ void write_searches(const std::string& path, int count) {
     return;
   }
   std::vector<std::string> tails;
-  for (int i = 0; i < DISTINCT; ++i) tails.push_back(search_tail(i));
+  const std::vector<std::string> shops = bench::SyntheticPages::shops(DISTINCT * MATCHES);
+  for (int i = 0; i < DISTINCT; ++i) tails.push_back(search_tail(i, shops));
   std::ofstream out(path, std::ios::binary);
   for (int i = 0; i < count; ++i) out << R"({"id":)" << i << tails[static_cast<std::size_t>(i % DISTINCT)];
   out.close();
