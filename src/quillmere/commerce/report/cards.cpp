@@ -5,6 +5,7 @@
 #include <cmath>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -66,6 +67,15 @@ std::string facet_fieldset(const Facet& facet, std::span<const Match> items) {
            "\"><span>" + text + "</span><span>" + std::to_string(count) + "</span></label>\n";
   }
   return out + "</fieldset>\n";
+}
+
+/// In which currency the price range counts.
+std::string price_hint(std::span<const Match> items) {
+  std::set<std::string> currencies;
+  for (const Match& item : items) {
+    if (is_priced(item)) currencies.insert(item.price->currency);
+  }
+  return currencies.size() == 1 ? "In " + currency_name(*currencies.begin()) : "In one currency: choose it above";
 }
 
 /// What stands for an image that is not loaded: the seller's first letter.
@@ -186,7 +196,8 @@ std::string filters(std::span<const Match> items) {
       "<fieldset><legend>Price</legend>\n<div class=\"pair\">"
       "<input type=\"number\" name=\"min\" min=\"0\" step=\"any\" placeholder=\"from\" aria-label=\"Lowest price\">"
       "<input type=\"number\" name=\"max\" min=\"0\" step=\"any\" placeholder=\"to\" aria-label=\"Highest price\">"
-      "</div>\n<p class=\"hint\">In one currency: choose it above.</p></fieldset>\n";
+      "</div>\n<p class=\"hint\">" +
+      price_hint(items) + "</p></fieldset>\n";
   return out + "<p><button type=\"button\" class=\"clear\">Clear filters</button></p>\n</form>\n</details>\n";
 }
 

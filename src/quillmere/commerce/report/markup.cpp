@@ -97,6 +97,7 @@ std::optional<std::string> web_link(std::string_view url) {
   try {
     const text::UrlComponents parts = text::urlparse(url);
     if ((parts.scheme != "http" && parts.scheme != "https") || parts.netloc.empty()) return std::nullopt;
+    if (parts.netloc.find('@') != std::string::npos) return std::nullopt;  // names one host and leads to another
     std::string link;
     for (const char c : text::urlunparse(parts)) {
       // What browsers would escape themselves, and what they would rather not see in an address.

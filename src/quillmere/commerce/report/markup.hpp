@@ -18,7 +18,8 @@ namespace quillmere::commerce::report {
 /// A currency as headings and prices show it.
 [[nodiscard]] std::string currency_name(std::string_view currency);
 
-/// `url` as an attribute value that leads to a web page: absolute, http or https, whole. Absent for any other.
+/// `url` as an attribute value that leads to a web page: absolute, http or https, without
+/// credentials, whole. Absent for any other.
 [[nodiscard]] std::optional<std::string> web_link(std::string_view url);
 
 /// "1,299.50"; a figure beyond all prices in scientific notation.
