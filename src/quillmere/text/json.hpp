@@ -34,6 +34,7 @@
 ///     }
 namespace quillmere::text {
 
+/// What a value is.
 enum class JsonKind : std::uint8_t { object, array, string, number, boolean, null };
 
 class JsonDocument;
@@ -41,6 +42,7 @@ class JsonValue;
 struct JsonMember;
 template <class Item>
 class JsonRange;
+/// The values of an array, and the members of an object.
 using JsonElements = JsonRange<JsonValue>;
 using JsonMembers = JsonRange<JsonMember>;
 
@@ -81,6 +83,7 @@ bool read(JsonDocument& document, std::string_view text, Scanning scanning);
 /// The text of a string or key: a slice of the document, decoded when asked.
 class JsonString {
  public:
+  /// `raw` is what stands between the quotes.
   JsonString() = default;
   JsonString(std::string_view raw, bool has_escapes) noexcept : _raw(raw), _has_escapes(has_escapes) {}
 
@@ -107,6 +110,7 @@ class JsonString {
 /// the text that the document was read from.
 class JsonValue {
  public:
+  /// What it is.
   [[nodiscard]] JsonKind kind() const noexcept { return _entry->kind; }
   [[nodiscard]] bool is_object() const noexcept { return kind() == JsonKind::object; }
   [[nodiscard]] bool is_array() const noexcept { return kind() == JsonKind::array; }
@@ -173,9 +177,10 @@ class JsonValue {
   JsonDocument* _document = nullptr;
 };
 
+/// A member of an object.
 struct JsonMember {
-  JsonString key;
-  JsonValue value;
+  JsonString key;   ///< as a slice of the document
+  JsonValue value;  ///< where the key is repeated: the last one
 };
 
 /// Why a text was refused.
@@ -270,6 +275,7 @@ class JsonRange {
     JsonDocument* _document = nullptr;
   };
 
+  /// In document order.
   [[nodiscard]] iterator begin() const noexcept { return {_begin, _end, _document}; }
   [[nodiscard]] iterator end() const noexcept { return {_end, _end, _document}; }
 

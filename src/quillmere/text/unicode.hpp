@@ -14,6 +14,7 @@
 /// Threads     pure: call from any thread.
 namespace quillmere::text {
 
+/// Whether `bytes` are well-formed UTF-8.
 [[nodiscard]] bool is_valid_utf8(std::string_view bytes) noexcept;
 
 /// `bytes` with each maximal invalid subpart replaced by U+FFFD (the Unicode Standard's practice); valid text is
@@ -39,6 +40,7 @@ namespace quillmere::text {
 /// `text` with every run of whitespace made one space and none left at either end.
 [[nodiscard]] std::string collapse_whitespace(std::string_view text);
 
+/// `text` in lower or upper case.
 [[nodiscard]] std::string to_lower(std::string_view text);
 [[nodiscard]] std::string to_upper(std::string_view text);
 
