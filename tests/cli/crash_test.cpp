@@ -117,7 +117,8 @@ class BatchFile : public ::testing::Test {
   BatchFile() {
     std::string searches;
     for (int i = 0; i < 12; ++i) {
-      searches += R"({"id":"Größe )" + std::to_string(i) + R"(","matches":[{"link":"https://shop.test/p","title":"€"}]})";
+      searches +=
+          R"({"id":"Größe )" + std::to_string(i) + R"(","matches":[{"link":"https://shop.test/p","title":"€"}]})";
       searches += '\n';
     }
     workspace.write("in.jsonl", searches);
@@ -126,8 +127,8 @@ class BatchFile : public ::testing::Test {
   }
 
   [[nodiscard]] ToolResult run(bool resume) const {
-    std::vector<std::string> arguments = {"batch", "in.jsonl",    "-o",      "out.jsonl", "--jobs",
-                                          "2",     "--pages", "/dev/null", "--quiet"};
+    std::vector<std::string> arguments = {"batch", "in.jsonl", "-o",        "out.jsonl", "--jobs",
+                                          "2",     "--pages",  "/dev/null", "--quiet"};
     if (resume) arguments.emplace_back("--resume");
     return run_tool(arguments, "", workspace);
   }
@@ -161,8 +162,9 @@ TEST_F(BatchFile, GoesOnWhereverItWasKilled) {
 }
 
 TEST_F(BatchFile, GoesOnAfterEachFailedCall) {
-  for (const auto& [way, error, text] : {std::tuple{"fails", EIO, "Input/output error"},
-                                         {"full", ENOSPC, "No space left on device; free some space or name another place"}}) {
+  for (const auto& [way, error, text] :
+       {std::tuple{"fails", EIO, "Input/output error"},
+        {"full", ENOSPC, "No space left on device; free some space or name another place"}}) {
     for (int number = 1; number <= 13; ++number) {
       {
         const FileFault fault(number, way, static_cast<unsigned long>(error));
