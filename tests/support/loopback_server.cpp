@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <future>
 #include <poll.h>
 #include <signal.h>
 #include <stdexcept>
@@ -119,7 +120,14 @@ LoopbackServer::LoopbackServer(std::string at, int port) : _address(std::move(at
   checked(::listen(_listener, 1024), "listen");
   checked(::getsockname(_listener, address, &size), "getsockname");
   _port = ntohs(is_ipv6 ? in6.sin6_port : in.sin_port);
-  _acceptor = std::thread([this] { accept_all(); });
+  std::promise<void> start;
+  const std::future<void> started = start.get_future();
+  _acceptor = std::thread([this, start = std::move(start)]() mutable {
+    start.set_value();
+    accept_all();
+  });
+  // A thread that starts under a sanitizer has files open for a moment, which a test would count among its own.
+  started.wait();
 }
 
 LoopbackServer::~LoopbackServer() {
