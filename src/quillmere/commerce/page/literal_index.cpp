@@ -194,7 +194,7 @@ __attribute__((target("avx2"))) inline __m256i buckets_of(const Tables256& table
 
 __attribute__((target("ssse3"))) std::size_t LiteralIndex::_scan_ssse3() {
   constexpr std::size_t BLOCK = 16;
-  Tables128 tables;
+  Tables128 tables{};
   for (std::size_t place = 0; place < FINGERPRINT; ++place) {
     tables.low[place] = load_16(NIBBLES.low[place].data());
     tables.high[place] = load_16(NIBBLES.high[place].data());
@@ -215,7 +215,7 @@ __attribute__((target("ssse3"))) std::size_t LiteralIndex::_scan_ssse3() {
 
 __attribute__((target("avx2"))) std::size_t LiteralIndex::_scan_avx2() {
   constexpr std::size_t BLOCK = 32;
-  Tables256 tables;
+  Tables256 tables{};
   for (std::size_t place = 0; place < FINGERPRINT; ++place) {
     tables.low[place] = _mm256_broadcastsi128_si256(load_16(NIBBLES.low[place].data()));
     tables.high[place] = _mm256_broadcastsi128_si256(load_16(NIBBLES.high[place].data()));
