@@ -219,11 +219,11 @@ Easy make_easy(bool allow_private_networks) {
   return easy;
 }
 
-Transfer::Transfer(const boost::asio::any_io_executor& executor, std::string url, int timeout, std::string authorities)
+Transfer::Transfer(boost::asio::any_io_executor executor, std::string url, int timeout, std::string authorities)
     : request_time(seconds_within_curl(timeout)),
       total_time(std::chrono::seconds(std::max<std::int64_t>(std::int64_t{timeout} + 1, 0))),
       ca_file(std::move(authorities)),
-      _executor(executor) {
+      _executor(std::move(executor)) {
   _outcome.report.url = std::move(url);
 }
 

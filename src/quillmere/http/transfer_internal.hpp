@@ -35,7 +35,7 @@ class Transfer {
   using Handler = boost::asio::any_completion_handler<void(std::exception_ptr, Outcome)>;
   using Clock = std::chrono::steady_clock;
 
-  Transfer(const boost::asio::any_io_executor& executor, std::string url, int timeout, std::string ca_file);
+  Transfer(boost::asio::any_io_executor executor, std::string url, int timeout, std::string ca_file);
 
   /// Sets what depends on the request. False when libcurl does not take the URL. Throws std::bad_alloc.
   [[nodiscard]] bool prepare(Easy easy);
