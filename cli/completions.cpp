@@ -90,7 +90,7 @@ complete -o default -F _quillmere quillmere
 
 // zsh
 
-/// `text` as the explanation of a specification for _arguments.
+/// `text` as zsh's _arguments takes the explanation of an option.
 std::string zsh_explanation(std::string_view text) {
   std::string out = "[";
   for (const char letter : text) {
