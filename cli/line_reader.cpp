@@ -14,7 +14,8 @@
 namespace quillmere::cli {
 namespace {
 
-constexpr std::size_t READ_SIZE = std::size_t{256} << 10;
+// Small enough that a worker of a batch which waits for the next line has it soon.
+constexpr std::size_t READ_SIZE = std::size_t{64} << 10;
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
 [[noreturn]] void cannot_read(const std::string& name, int error_number) {
