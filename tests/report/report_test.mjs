@@ -21,6 +21,7 @@ const DOCUMENTS = {
   ordinary: ordinary(60),
   hostile: hostile(200),
   attacks: hostile(36),  // each one once: axe takes long on 200
+  single: ordinary(1),
   empty: { summary: { total_matches: 0, currency: "USD", total_priced_matches: 0 }, items: [] },
 };
 const files = {};

@@ -104,7 +104,7 @@ std::string tags(const Match& match) {
   if (match.stock_status) out += tag(value(*match.stock_status), label(value(*match.stock_status)));
   if (match.condition) out += tag("", label(value(*match.condition)));
   out += tag("", label(value(match.page_type)));
-  out += has_page_facts(match) ? tag("page-facts", "Page facts") : tag("", "Search result");
+  out += has_page_facts(match) ? tag("page-facts", "Facts from page") : tag("", "Facts from search");
   return out + "</p>\n";
 }
 
@@ -167,8 +167,8 @@ std::string card(const Match& match, const Thumbnails& thumbnails) {
   out += "<div class=\"about\">\n<h3>";
   out += link ? "<a rel=\"noopener noreferrer nofollow\" target=\"_blank\" href=\"" + *link + "\">" + title + "</a>"
               : title;
-  out += "</h3>\n" + price(match) + seller(match) + make(match) + tags(match) + foot(match) +
-         "</div>\n</article>\n</li>\n";
+  out += "</h3>\n" + price(match) + seller(match) + make(match) + tags(match) + "</div>\n" + foot(match) +
+         "</article>\n</li>\n";
   return out;
 }
 
@@ -182,7 +182,7 @@ bool has_page_facts(const Match& item) {
 }
 
 std::string filters(std::span<const Match> items) {
-  if (items.empty()) return {};
+  if (items.size() < 2) return {};
   std::string out =
       "<details class=\"filters\" hidden><summary>Filter and sort</summary>\n<form>\n"
       "<label class=\"field\"><span>Search</span><input type=\"search\" name=\"q\" autocomplete=\"off\" "

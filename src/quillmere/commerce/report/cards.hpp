@@ -12,7 +12,7 @@ namespace quillmere::commerce::report {
 /// brand than the seller, another image than the thumbnail, new goods, an order in advance.
 [[nodiscard]] bool has_page_facts(const EnrichedCommerceMatch& item);
 
-/// The form that the script filters and sorts by; hidden until the script shows it.
+/// The form that the script filters and sorts by; hidden until the script shows it, and absent for a single match.
 [[nodiscard]] std::string filters(std::span<const EnrichedCommerceMatch> items);
 
 /// The list of all matches, in their order.

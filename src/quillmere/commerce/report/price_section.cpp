@@ -20,9 +20,9 @@ std::string short_amount(double amount) {
   if (size >= 1e9 || (size > 0 && size < 0.001)) {
     std::snprintf(text.data(), text.size(), "%.0e", amount);
   } else if (size >= 1e6) {
-    std::snprintf(text.data(), text.size(), "%.4gM", amount / 1e6);
+    std::snprintf(text.data(), text.size(), "%.6gM", amount / 1e6);
   } else if (size >= 1e4) {
-    std::snprintf(text.data(), text.size(), "%.4gk", amount / 1e3);
+    std::snprintf(text.data(), text.size(), "%.6gk", amount / 1e3);
   } else {
     std::snprintf(text.data(), text.size(), "%.6g", amount);
   }
@@ -107,13 +107,19 @@ std::string table(const CurrencyPrices& prices, const PriceAxis* axis) {
   return out + "</tbody>\n</table>\n";
 }
 
+std::string range(const PriceFigures& figures) {
+  const std::string lowest = money(figures.lowest);
+  const std::string highest = money(figures.highest);
+  return lowest == highest ? lowest : lowest + " to " + highest;
+}
+
 std::string tile(const CurrencyPrices& prices) {
   const PriceFigures figures = figures_of(prices.amounts);
   const PriceAxis axis(figures.lowest, figures.highest);
   return "<section class=\"money\">\n<h2>" + currency_name(prices.currency) + "<span class=\"label\">" +
          counted(figures.count, "price", "prices") + "</span></h2>\n<dl>\n<div><dt>Median</dt><dd class=\"middle\">" +
-         money(figures.median) + "</dd></div>\n<div><dt>Range</dt><dd>" + money(figures.lowest) + " to " +
-         money(figures.highest) + "</dd></div>\n</dl>\n<svg class=\"all\" height=\"14\" aria-hidden=\"true\">" +
+         money(figures.median) + "</dd></div>\n<div><dt>Range</dt><dd>" + range(figures) +
+         "</dd></div>\n</dl>\n<svg class=\"all\" height=\"14\" aria-hidden=\"true\">" +
          "<line class=\"span\" x1=\"0\" x2=\"100%\" y1=\"7\" y2=\"7\"/>" + box(axis, figures, 2, 10) +
          vertical_line("median", percent(axis.place(figures.median)), 2, 12) + "</svg>\n</section>\n";
 }
@@ -134,16 +140,15 @@ std::string price_tiles(std::span<const CurrencyPrices> currencies) {
 
 std::string price_strips(std::span<const CurrencyPrices> currencies) {
   if (currencies.empty()) return {};
-  std::string out = "<section class=\"prices\" aria-labelledby=\"prices\">\n<h2 id=\"prices\">Prices by seller</h2>\n";
+  std::string out =
+      "<section class=\"prices\" aria-labelledby=\"prices\">\n<h2 id=\"prices\">Prices by seller</h2>\n"
+      "<p class=\"legend\">A stroke is one price, the band the middle half of them, the bar their median.</p>\n";
   for (std::size_t i = 0; i < currencies.size(); ++i) {
     const CurrencyPrices& prices = currencies[i];
     const PriceAxis axis(prices.amounts.front(), prices.amounts.back());
     const bool is_drawn = i < MOST_STRIPS;
     out += "<figure>\n<figcaption><h3>" + currency_name(prices.currency) + "</h3>";
-    if (is_drawn) {
-      out += "<span class=\"label\">Band: the middle half of the prices. Bar: their median." +
-             std::string(axis.is_logarithmic() ? " Logarithmic scale." : "") + "</span>";
-    }
+    if (is_drawn && axis.is_logarithmic()) out += "<span class=\"label\">Logarithmic scale</span>";
     out += "</figcaption>\n" + table(prices, is_drawn ? &axis : nullptr) + "</figure>\n";
   }
   return out + "</section>\n";

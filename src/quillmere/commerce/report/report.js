@@ -1,7 +1,7 @@
 "use strict";
 (() => {
   const details = document.querySelector(".filters");
-  if (!details) return;  // no matches, nothing to filter
+  if (!details) return;  // too few matches to filter
   const form = details.querySelector("form");
   const list = document.querySelector(".cards");
   const status = document.querySelector(".status");
