@@ -162,13 +162,19 @@ Invocation read_general(const std::vector<std::string>& arguments) {
 Invocation read_command_line(const std::vector<std::string>& arguments) {
   if (arguments.empty()) misunderstood(NO_COMMAND);
   const std::string& first = arguments.front();
-  if (first == "help") return {nullptr, {}, help()};
+  if (first == "help") {
+    if (arguments.size() == 1) return {nullptr, {}, help()};
+    return read_command_line({arguments[1], "--help"});
+  }
   if (first.size() > 1 && first.front() == '-') return read_general(arguments);
   std::vector<std::string_view> known;
   for (const CommandRow& command : commands()) {
     if (command.name == first) return read_command(command, {arguments.begin() + 1, arguments.end()});
     known.push_back(command.name);
   }
+  std::vector<std::string> general_options;
+  for (const OptionRow* option : options_of(general())) general_options.push_back(dashed(*option));
+  known.insert(known.end(), general_options.begin(), general_options.end());
   const std::string meant = did_you_mean(first, known);
   misunderstood("unknown command " + in_quotes(first) +
                 (meant.empty() ? "; \"quillmere --help\" lists the commands" : meant));

@@ -60,7 +60,10 @@ constexpr auto ENRICH_POSITIONALS = std::to_array<PositionalRow>({
 
 constexpr auto INSPECT_POSITIONALS = std::to_array<PositionalRow>({
     {"OPERATION", "url, price, merchant or page", &Settings::operation, true, "url|price|merchant|page"},
-    {"INPUT", "JSON Lines; \"-\" or nothing: standard input", &Settings::input},
+    {"INPUT",
+     "JSON Lines of {\"url\":...}, {\"price\":..., \"currency\":...}, {\"domain\":..., \"title\":..., \"brand\":..., "
+     "\"merchant_name\":...} or {\"html\":..., \"direct_url\":...}; \"-\" or nothing: standard input",
+     &Settings::input},
 });
 
 constexpr auto REPORT_POSITIONALS = std::to_array<PositionalRow>({

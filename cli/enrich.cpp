@@ -59,10 +59,14 @@ void check(const Settings& settings, const std::vector<Destination>& outputs) {
   if (settings.pages == "-" && settings.input.value_or("-") == "-") {
     throw ToolError(MISUNDERSTOOD, "--pages: standard input already holds the matches; give one of them as a file");
   }
-  for (const Destination& output : outputs) {
-    if (output.path) expect_writable(*output.path);
-  }
-  if (settings.save_pages) expect_writable(*settings.save_pages);
+  const auto check_file = [&](std::string_view option, const std::optional<std::string>& path) {
+    if (!path) return;
+    expect_not_read(option, *path, settings.input);
+    if (settings.pages) expect_not_read(option, *path, settings.pages);
+    expect_writable(*path);
+  };
+  for (const Destination& output : outputs) check_file("--output", output.path);
+  check_file("--save-pages", settings.save_pages);
 }
 
 /// One run: where its pages come from, and what it keeps for its end.

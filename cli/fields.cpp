@@ -21,6 +21,15 @@ std::size_t LineCounter::line_of(std::size_t offset) {
   return _line;
 }
 
+std::string not_json(std::string_view text, const text::JsonError& error) {
+  constexpr std::size_t LONG_LINE = 200;
+  const std::size_t start = text.substr(0, error.offset).rfind('\n') + 1;  // 0 when there is none
+  const std::size_t end = std::min(text.find('\n', start), text.size());
+  std::string reason = "not JSON: " + std::string(error.message);
+  if (end - start > LONG_LINE) reason += ", at byte " + std::to_string(error.offset - start + 1) + " of the line";
+  return reason;
+}
+
 std::string_view kind_text(JsonKind kind) {
   switch (kind) {
     case JsonKind::object:

@@ -38,6 +38,9 @@ class LineCounter {
   std::size_t _line = 1;
 };
 
+/// Why `text` is no JSON, for a message that names the line; in a long line also where in it.
+[[nodiscard]] std::string not_json(std::string_view text, const text::JsonError& error);
+
 /// "an object", "text", "a number": a kind as messages call it.
 [[nodiscard]] std::string_view kind_text(text::JsonKind kind);
 

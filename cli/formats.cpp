@@ -1,5 +1,6 @@
 #include "cli/formats.hpp"
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "cli/words.hpp"
 
 #include "quillmere/commerce/export.hpp"
+#include "quillmere/text/unicode.hpp"
 
 namespace quillmere::cli {
 namespace {
@@ -39,16 +41,22 @@ std::span<const FormatRow> formats() {
   return FORMATS;
 }
 
+const FormatRow* format_of(std::string_view path) {
+  const std::string lower = text::to_lower(path);
+  const auto* row = std::ranges::find_if(FORMATS, [&](const FormatRow& r) { return lower.ends_with(r.ending); });
+  return row == FORMATS.end() ? nullptr : row;
+}
+
 Destination destination(const std::optional<std::string>& output, const std::optional<std::string>& format) {
   Destination result{output, &FORMATS.front()};
   if (output == "-") result.path.reset();
-  for (const FormatRow& row : FORMATS) {
-    if (format ? row.name == *format : result.path && result.path->ends_with(row.ending)) {
-      result.format = &row;
-      return result;
-    }
+  if (format) {
+    result.format = std::ranges::find(FORMATS, *format, &FormatRow::name);
+    return result;
   }
   if (!result.path) return result;
+  result.format = format_of(*result.path);
+  if (result.format != nullptr) return result;
   std::vector<std::string_view> endings;
   std::vector<std::string_view> names;
   for (const FormatRow& row : FORMATS) {

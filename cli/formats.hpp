@@ -21,6 +21,9 @@ struct FormatRow {
 [[nodiscard]] std::span<const FormatRow> formats();
 inline constexpr std::string_view HTML_FORMAT = "html";  ///< the one whose text depends on the report's options
 
+/// The row whose ending `path` has, in either case; null when none has.
+[[nodiscard]] const FormatRow* format_of(std::string_view path);
+
 /// One place that a result goes to.
 struct Destination {
   std::optional<std::string> path;  ///< absent for standard output

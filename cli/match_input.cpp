@@ -18,8 +18,11 @@ constexpr std::string_view WHITESPACE = " \t\r\n";
   throw ToolError(MISUNDERSTOOD, name + ":" + std::to_string(line) + ": " + text);
 }
 
-[[noreturn]] void refuse_json(const std::string& name, std::size_t line, const JsonDocument& document) {
-  refuse(name, line, "not JSON: " + std::string(document.error().message));
+/// What a failed download or a forgotten step leaves instead of JSON.
+void refuse_other_kinds(std::string_view text, const std::string& name) {
+  if (text.starts_with("\x1F\x8B")) refuse(name, 1, "expected JSON, got gzip; unpack it first (gunzip)");
+  text.remove_prefix(std::min(text.find_first_not_of(WHITESPACE), text.size()));
+  if (text.starts_with('<')) refuse(name, 1, "expected JSON, got HTML or XML; perhaps a server's error page was saved");
 }
 
 /// The array of matches that a whole document holds; absent when it is a match itself.
@@ -32,9 +35,12 @@ std::optional<JsonValue> find_match_array(JsonValue root) {
     if (value) fields.refuse(name, "an array", *value);
   }
   if (fields.find("link") || fields.find("title")) return std::nullopt;
-  throw FieldError(
-      "expected \"matches\" or \"visual_matches\", or the \"link\" and \"title\" of a match; found neither",
-      root.offset());
+  std::string found = "found neither";
+  if (const auto error = fields.find("error"); error && error->is_string()) {
+    found += ", but \"error\": " + in_quotes(*fields.optional_text("error"));
+  }
+  throw FieldError("expected \"matches\" or \"visual_matches\", or the \"link\" and \"title\" of a match; " + found,
+                   root.offset());
 }
 
 MatchInput read_document(JsonValue root, std::string_view text, const std::string& name) {
@@ -67,7 +73,7 @@ MatchInput read_lines(std::string_view text, const std::string& name) {
     text.remove_prefix(std::min(end + 1, text.size()));
     if (line.find_first_not_of(WHITESPACE) == std::string_view::npos) continue;
     const std::optional<JsonValue> value = document.read(line);
-    if (!value) refuse_json(name, line_number, document);
+    if (!value) refuse(name, line_number, not_json(line, document.error()));
     if (value->is_object() && !value->find("link") && value->find("matches")) {
       refuse(name, line_number, "expected one match a line, got a search; \"quillmere batch\" takes one search a line");
     }
@@ -129,10 +135,11 @@ std::vector<VisualMatch> read_match_array(JsonValue array) {
 
 MatchInput read_match_input(std::string_view text, const std::string& name) {
   if (text.find_first_not_of(WHITESPACE) == std::string_view::npos) return {};
+  refuse_other_kinds(text, name);
   if (looks_like_lines(text)) return read_lines(text, name);
   JsonDocument document;
   const std::optional<JsonValue> root = document.read(text);
-  if (!root) refuse_json(name, LineCounter(text).line_of(document.error().offset), document);
+  if (!root) refuse(name, LineCounter(text).line_of(document.error().offset), not_json(text, document.error()));
   return read_document(*root, text, name);
 }
 

@@ -2,7 +2,6 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <optional>
 #include <poll.h>
 #include <system_error>
 #include <unistd.h>
@@ -16,7 +15,9 @@
 namespace quillmere::cli {
 
 void cannot_write(std::string_view name, int error_number) {
-  throw ToolError(FAILED, std::string(name) + ": cannot write: " + system_text(error_number));
+  const std::string text =
+      error_number == ENOENT ? "no file can be made there; name another place" : system_text(error_number);
+  throw ToolError(FAILED, std::string(name) + ": cannot write: " + text);
 }
 
 void write_all(int descriptor, std::string_view bytes, std::string_view name) {
@@ -51,6 +52,17 @@ void write_file(const std::string& path, std::string_view text) {
     if (!is_regular && error.code() == std::errc::broken_pipe) return;
     cannot_write(path, error.code().value());
   }
+}
+
+void expect_not_read(std::string_view option, const std::string& output, const std::optional<std::string>& input) {
+  struct stat written = {};
+  struct stat read = {};
+  const bool is_standard_input = input.value_or("-") == "-";
+  if (::stat(output.c_str(), &written) != 0 || !S_ISREG(written.st_mode)) return;
+  if ((is_standard_input ? ::fstat(STDIN_FILENO, &read) : ::stat(input->c_str(), &read)) != 0) return;
+  if (read.st_dev != written.st_dev || read.st_ino != written.st_ino) return;
+  throw ToolError(MISUNDERSTOOD,
+                  std::string(option) + ": " + in_quotes(output) + " is also read; write to another file");
 }
 
 void expect_writable(const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -34,6 +35,10 @@ void write_all(int descriptor, std::string_view bytes, std::string_view name);
 /// Puts `text` into the file at `path` as the exports do: beside it and moved into place, or in place when it is no
 /// regular file. Throws ToolError FAILED.
 void write_file(const std::string& path, std::string_view text);
+
+/// Throws ToolError MISUNDERSTOOD when the file at `output`, which `option` names, is the one that is read as `input`
+/// (absent or "-": standard input).
+void expect_not_read(std::string_view option, const std::string& output, const std::optional<std::string>& input);
 
 /// Throws ToolError FAILED when a file at `path` could not be written today: before the work, not after it.
 void expect_writable(const std::string& path);

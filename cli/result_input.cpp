@@ -101,7 +101,13 @@ CommerceIntelligence read_result(std::string_view text, const std::string& name)
     throw ToolError(MISUNDERSTOOD, name + ":" + std::to_string(counter.line_of(offset)) + ": " + what);
   };
   const std::optional<JsonValue> root = document.read(text);
-  if (!root) refuse(document.error().offset, "not JSON: " + std::string(document.error().message));
+  if (!root) {
+    const text::JsonError error = document.error();
+    const std::optional<JsonValue> line = document.read(text.substr(0, text.find('\n')));
+    if (line && line->is_object())
+      refuse(error.offset, "expected one result document, got several; give one line of a batch");
+    refuse(error.offset, not_json(text, error));
+  }
   try {
     return read_document(*root);
   } catch (const FieldError& error) {

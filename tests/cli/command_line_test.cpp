@@ -26,6 +26,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"nothing", {}, "no command given; \"quillmere --help\" lists the commands"},
         {"misspelt_command", {"enirch"}, "unknown command \"enirch\"; did you mean \"enrich\"?"},
         {"far_command", {"frobnicate"}, "unknown command \"frobnicate\"; \"quillmere --help\" lists the commands"},
+        {"option_without_its_dashes", {"version"}, "unknown command \"version\"; did you mean \"--version\"?"},
         {"misspelt_general_option", {"--verson"}, "unknown option \"--verson\"; did you mean \"--version\"?"},
         {"option_before_its_command",
          {"--timeout=3", "enrich"},
@@ -115,6 +116,7 @@ TEST(CommandLine, HelpListsWhatTheCommandLineTakes) {
   for (const char* word : {"-o, --output FILE ", "--max-items N ", "--allow-private-networks\n", "[INPUT]"}) {
     EXPECT_NE(enrich.output.find(word), std::string::npos) << word;
   }
+  EXPECT_EQ(run_tool({"help", "enrich"}, "", workspace), enrich);
   for (const std::string& text : {general.output, enrich.output}) {
     for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
       EXPECT_LE(text.find('\n', at) - at, 80U) << text.substr(at, 100);

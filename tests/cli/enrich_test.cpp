@@ -107,7 +107,12 @@ INSTANTIATE_TEST_SUITE_P(
         {"text_behind", "[]\n\nx", "3: not JSON: expected nothing after the document"},
         {"number", "\n5", "2: expected an array of matches or an object with \"matches\", got a number"},
         {"no_matches", R"({"error":"no results"})",
-         R"(1: expected "matches" or "visual_matches", or the "link" and "title" of a match; found neither)"},
+         R"(1: expected "matches" or "visual_matches", or the "link" and "title" of a match; found neither, but "error": "no results")"},
+        {"page_of_a_server", "\n<!DOCTYPE html><title>502</title>",
+         "1: expected JSON, got HTML or XML; perhaps a server's error page was saved"},
+        {"broken_in_a_long_line", "[" + MATCH_A + ",\n[\"" + std::string(300, 'x') + "\" 5]]",
+         "2: not JSON: expected ',' or ']' after an element, at byte 305 of the line"},
+        {"packed", "\x1F\x8B\x08", "1: expected JSON, got gzip; unpack it first (gunzip)"},
         {"matches_of_another_kind", R"({"matches":{}})", R"(1: field "matches": expected an array, got an object)"},
         {"searches", "{\"id\":1,\"matches\":[]}\n{\"id\":2,\"matches\":[]}\n",
          "1: expected one match a line, got a search; \"quillmere batch\" takes one search a line"},
@@ -214,6 +219,20 @@ TEST_P(Unwritable, IsFoundBeforeTheWork) {
       run_tool({"enrich", "no.json", "-o", "good.json", "-f", "json", "-o", GetParam().path}, "", workspace),
       (ToolResult{"", std::string("quillmere: ") + GetParam().path + ": cannot write: " + GetParam().error + "\n", 1}));
   EXPECT_EQ(workspace.names(), (std::vector<std::string>{"file"}));
+}
+
+TEST(Enrich, NeverWritesOverWhatItReads) {
+  const Workspace workspace;
+  workspace.write("matches.json", "[" + MATCH_A + "]");
+  workspace.write("pages.jsonl", "");
+  for (const auto& [option, file] :
+       std::vector<std::pair<std::string, std::string>>{{"--output", "./matches.json"}, {"--output", "pages.jsonl"}}) {
+    EXPECT_EQ(run_tool({"enrich", "matches.json", "--pages", "pages.jsonl", option, file}, "", workspace),
+              (ToolResult{"", "quillmere: " + option + ": \"" + file + "\" is also read; write to another file\n", 2}));
+  }
+  EXPECT_EQ(run_tool({"enrich", "matches.json", "--save-pages", "matches.json"}, "", workspace),
+            (ToolResult{"", "quillmere: --save-pages: \"matches.json\" is also read; write to another file\n", 2}));
+  EXPECT_EQ(workspace.read("matches.json"), "[" + MATCH_A + "]");
 }
 
 constexpr const char* NO_DIRECTORY = "Not a directory; name a directory that is one, or can be made, before the file";
