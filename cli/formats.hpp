@@ -27,7 +27,7 @@ inline constexpr std::string_view HTML_FORMAT = "html";  ///< the one whose text
 /// One place that a result goes to.
 struct Destination {
   std::optional<std::string> path;  ///< absent for standard output
-  const FormatRow* format;
+  const FormatRow* format = nullptr;
 };
 
 /// The destination that `output` ("-" or absent: standard output) and `format` (a name, when one was given) ask for.
