@@ -1,5 +1,7 @@
 // Servers that misbehave, one a row: what becomes of the page and why, and that nothing else comes to harm.
 
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <optional>
@@ -28,6 +30,7 @@ using testing::answer;
 using testing::Certificate;
 using testing::endless;
 using testing::Exchange;
+using testing::frame;
 using testing::late;
 using testing::LoopbackServer;
 using testing::on_loopback;
@@ -58,10 +61,10 @@ Batch fetch_in_turn(std::vector<std::string> urls, FetchOptions options) {
   return batch;
 }
 
-/// Fetches `bad` with one slot, then a good page with the same. Expects that the bad one ends in time with `reason`,
-/// that the good one is unharmed, and that nothing is left of either.
-void expect_end(LoopbackServer& server, const std::string& bad, const FetchOptions& options, FetchReason reason,
-                const Text& page, const Status& status) {
+/// Fetches `bad` with one slot, then a good page with the same. Expects that the bad one ends in time with `reason` and
+/// `status`, whatever they are without a reason, that the good one is unharmed, and that nothing is left of either.
+void expect_end(LoopbackServer& server, const std::string& bad, const FetchOptions& options,
+                std::optional<FetchReason> reason, const Text& page, const Status& status) {
   LoopbackServer other;
   other.on("/good", answer(200, "good"));
   const int before = testing::open_descriptors();
@@ -69,8 +72,10 @@ void expect_end(LoopbackServer& server, const std::string& bad, const FetchOptio
     const Batch batch = fetch_in_turn({bad, other.url("/good")}, options);
     ASSERT_EQ(batch.reports.size(), 2U);
     const FetchReport& report = batch.reports.front();
-    EXPECT_EQ(value(report.reason), value(reason));
-    EXPECT_EQ(report.http_status, status);
+    if (reason) {
+      EXPECT_EQ(value(report.reason), value(*reason));
+      EXPECT_EQ(report.http_status, status);
+    }
     EXPECT_LT(report.milliseconds, LATEST_MILLISECONDS);
     EXPECT_EQ(*batch.pages.find(bad), page);
     EXPECT_EQ(*batch.pages.find(other.url("/good")), "good");
@@ -346,6 +351,123 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     row_name);
 
+/// What trusts `certificate` as an authority's.
+class Authorities {
+ public:
+  explicit Authorities(const Certificate& certificate) { std::ofstream(_file) << certificate.pem(); }
+  [[nodiscard]] FetchOptions trusted() const {
+    FetchOptions options = on_loopback();
+    options.ca_file = _file.string();
+    return options;
+  }
+
+ private:
+  TemporaryDirectory _directory;
+  std::filesystem::path _file = _directory.path() / "authorities.pem";
+};
+
+/// HTTP/2, frame by frame.
+class HostileHttp2Server : public HostileServer {
+ protected:
+  HostileHttp2Server() {
+    server.secure(certificate, true);
+    server.on("*", GetParam().script);
+  }
+
+  const Certificate certificate = Certificate("IP:127.0.0.1");
+  const Authorities authorities = Authorities(certificate);
+  LoopbackServer server;
+};
+
+TEST_P(HostileHttp2Server, HarmsNobody) {
+  expect_end(server, server.url("/"), authorities.trusted(), GetParam().reason, GetParam().page, GetParam().status);
+}
+
+enum FrameType {
+  DATA,
+  HEADERS,
+  PRIORITY,
+  RST_STREAM,
+  SETTINGS,
+  PUSH_PROMISE,
+  PING,
+  GOAWAY,
+  WINDOW_UPDATE,
+  CONTINUATION
+};
+constexpr int END_STREAM = 1;
+constexpr int END_HEADERS = 4;
+const std::string WORD(4, '\0');
+const std::string SETTLED = frame(SETTINGS, 0, 0);
+const std::string STATUS_200 = "\x88";  // as HPACK has it
+const std::string ANSWERED = SETTLED + frame(HEADERS, END_HEADERS, 1, STATUS_200);
+const std::string GO_AWAY = frame(GOAWAY, 0, 0, WORD + WORD);
+
+INSTANTIATE_TEST_SUITE_P(
+    Frames, HostileHttp2Server,
+    ::testing::ValuesIn<ServerCase>({
+        {"ok", silent(ANSWERED + frame(DATA, END_STREAM, 1, "text")), FetchReason::FETCHED, "text", 200},
+        {"window_never_opened",
+         silent(frame(SETTINGS, 0, 0, "\0\4"s + WORD) + frame(HEADERS, END_HEADERS, 1, STATUS_200) +
+                frame(DATA, END_STREAM, 1, "text")),
+         FetchReason::FETCHED, "text", 200},
+        {"silent", silent(), FetchReason::TIMED_OUT, NONE, NONE},
+        {"stops_before_the_end", silent(ANSWERED + frame(DATA, 0, 1, "half")), FetchReason::TIMED_OUT, NONE, 200},
+        {"pushes_unasked", silent(ANSWERED + frame(PUSH_PROMISE, END_HEADERS, 1, "\0\0\0\2"s + STATUS_200)),
+         FetchReason::TIMED_OUT, NONE, 200},
+        {"goes_away_before_the_answer", raw(SETTLED + GO_AWAY), FetchReason::PROTOCOL_ERROR, NONE, NONE},
+        {"goes_away_in_the_answer", raw(ANSWERED + frame(DATA, 0, 1, "half") + GO_AWAY), FetchReason::PROTOCOL_ERROR,
+         NONE, NONE},
+        {"no_frames", silent("HTTP/1.1 200 OK\r\n\r\ntext"), FetchReason::CONNECTION_LOST, NONE, NONE},
+        {"body_without_end", endless(ANSWERED, frame(DATA, 0, 1, std::string(16'384, 'x'))),
+         FetchReason::BODY_TOO_LARGE, NONE, 200},
+    }),
+    row_name);
+
+/// Frames as fast as they are read. Which limit is the first to end that is a matter of speed.
+struct FloodCase {
+  const char* name;
+  Script script;
+};
+void PrintTo(const FloodCase& row, std::ostream* out) {
+  *out << row.name;
+}
+
+class Http2Flood : public ::testing::TestWithParam<FloodCase> {};
+
+TEST_P(Http2Flood, HarmsNobody) {
+  const Certificate certificate("IP:127.0.0.1");
+  const Authorities authorities(certificate);
+  LoopbackServer server;
+  server.secure(certificate, true);
+  server.on("*", GetParam().script);
+  expect_end(server, server.url("/"), authorities.trusted(), NONE, NONE, NONE);
+}
+
+/// `first`, then `each` again and again, many in one TLS record.
+Script flood(const std::string& first, const std::string& each) {
+  return endless(first, repeated(each, std::max(1, 16'000 / static_cast<int>(each.size()))));
+}
+
+const std::string OPEN_HEADERS = SETTLED + frame(HEADERS, 0, 1, STATUS_200);
+const std::string KEPT_HEADER = "\x40\x01n\x7f\x91\x02" + std::string(400, 'v');  // number 62 from then on
+
+INSTANTIATE_TEST_SUITE_P(Of, Http2Flood,
+                         ::testing::ValuesIn<FloodCase>({
+                             {"resets", flood(ANSWERED, frame(RST_STREAM, 0, 1, "\0\0\0\2"s))},
+                             {"settings", flood(ANSWERED, SETTLED)},
+                             {"pings", flood(ANSWERED, frame(PING, 0, 0, WORD + WORD))},
+                             {"priorities", flood(ANSWERED, frame(PRIORITY, 0, 3, WORD + "1"))},
+                             {"window_updates", flood(ANSWERED, frame(WINDOW_UPDATE, 0, 9, "\0\0\0\1"s))},
+                             {"unknown_frames", flood(ANSWERED, frame(99, 0, 0))},
+                             {"empty_bodies", flood(ANSWERED, frame(DATA, 0, 1))},
+                             {"empty_continuations", flood(OPEN_HEADERS, frame(CONTINUATION, 0, 1))},
+                             {"continuations", flood(OPEN_HEADERS, frame(CONTINUATION, 0, 1, KEPT_HEADER))},
+                             {"header_by_number", flood(SETTLED + frame(HEADERS, 0, 1, STATUS_200 + KEPT_HEADER),
+                                                        frame(CONTINUATION, 0, 1, std::string(10'000, '\xbe')))},
+                         }),
+                         row_name);
+
 /// `trusted`: its certificate counts as an authority's.
 struct TlsCase {
   const char* name;
@@ -363,10 +485,8 @@ class TlsServer : public ::testing::TestWithParam<TlsCase> {};
 
 TEST_P(TlsServer, IsTrustedOrNot) {
   const Certificate certificate(GetParam().names, GetParam().valid_for);
-  const TemporaryDirectory directory;
-  FetchOptions options = on_loopback();
-  if (GetParam().trusted) options.ca_file = (directory.path() / "authorities.pem").string();
-  std::ofstream(directory.path() / "authorities.pem") << certificate.pem();
+  const Authorities authorities(certificate);
+  const FetchOptions options = GetParam().trusted ? authorities.trusted() : on_loopback();
   LoopbackServer server;
   server.secure(certificate);
   server.on("/", answer(200, "secret"));

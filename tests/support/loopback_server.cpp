@@ -45,6 +45,25 @@ class BitWriter {
   std::size_t _used = 0;
 };
 
+int choose_http2(SSL*, const unsigned char** chosen, unsigned char* size, const unsigned char*, unsigned, void*) {
+  *chosen = reinterpret_cast<const unsigned char*>("h2");
+  *size = 2;
+  return SSL_TLSEXT_ERR_OK;
+}
+
+// Whether the frames in `bytes`, which begin behind the first line of a client's preface, have its request in them.
+bool has_http2_request(std::string_view bytes) {
+  constexpr std::size_t PREFACE_REST = 6;
+  constexpr std::size_t FRAME_HEADER = 9;
+  for (std::size_t at = PREFACE_REST; at + FRAME_HEADER <= bytes.size();) {
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < 3; ++i) length = length << 8 | static_cast<unsigned char>(bytes[at + i]);
+    if (bytes[at + 3] == 1 && at + FRAME_HEADER + length <= bytes.size()) return true;
+    at += FRAME_HEADER + length;
+  }
+  return false;
+}
+
 template <typename T>
 T* had(T* pointer) {
   if (pointer == nullptr) throw std::runtime_error("OpenSSL");
@@ -88,8 +107,11 @@ bool Exchange::send(std::string_view bytes) {
   return true;
 }
 
-long Exchange::receive(char* bytes, std::size_t size) {
-  return _tls ? SSL_read(_tls.get(), bytes, static_cast<int>(size)) : ::recv(_socket, bytes, size, 0);
+bool Exchange::receive(std::string& buffer) {
+  char bytes[4096];
+  const long count = _tls ? SSL_read(_tls.get(), bytes, sizeof bytes) : ::recv(_socket, bytes, sizeof bytes, 0);
+  if (count > 0) buffer.append(bytes, static_cast<std::size_t>(count));
+  return count > 0;
 }
 
 bool Exchange::wait(milliseconds time) {
@@ -148,11 +170,12 @@ void LoopbackServer::on(const std::string& path, Script script) {
   _scripts[path] = std::move(script);
 }
 
-void LoopbackServer::secure(const Certificate& certificate) {
+void LoopbackServer::secure(const Certificate& certificate, bool with_http2) {
   const std::lock_guard lock(_mutex);
   _tls.reset(had(SSL_CTX_new(TLS_server_method())), &SSL_CTX_free);
   SSL_CTX_use_certificate(_tls.get(), certificate._certificate.get());
   SSL_CTX_use_PrivateKey(_tls.get(), certificate._key.get());
+  if (with_http2) SSL_CTX_set_alpn_select_cb(_tls.get(), &choose_http2, nullptr);
 }
 
 void LoopbackServer::greet(std::string bytes) {
@@ -219,13 +242,15 @@ bool LoopbackServer::read_head(Exchange& exchange, std::string& buffer) {
     if (end != std::string::npos) {
       exchange.head = buffer.substr(0, end + 4);
       buffer.erase(0, end + 4);
+      if (exchange.head.starts_with("PRI * HTTP/2")) break;
       return true;
     }
-    char bytes[4096];
-    const long count = exchange.receive(bytes, sizeof bytes);
-    if (count <= 0) return false;
-    buffer.append(bytes, static_cast<std::size_t>(count));
+    if (!exchange.receive(buffer)) return false;
   }
+  while (!has_http2_request(buffer)) {
+    if (!exchange.receive(buffer)) return false;
+  }
+  return true;
 }
 
 Script LoopbackServer::script_for(const std::string& path) const {
@@ -319,6 +344,15 @@ Script late(milliseconds delay, Script then) {
   return [delay, then = std::move(then)](Exchange& exchange) {
     if (exchange.wait(delay)) then(exchange);
   };
+}
+
+std::string frame(int type, int flags, int stream, std::string_view payload) {
+  std::string bytes;
+  for (const int shift : {16, 8, 0}) bytes += static_cast<char>(payload.size() >> shift & 0xFF);
+  bytes += static_cast<char>(type);
+  bytes += static_cast<char>(flags);
+  for (const int shift : {24, 16, 8, 0}) bytes += static_cast<char>(stream >> shift & 0xFF);
+  return bytes.append(payload);
 }
 
 std::string gzip_bomb(std::size_t bytes) {

@@ -55,7 +55,7 @@ class Exchange {
  private:
   friend class LoopbackServer;
   explicit Exchange(int socket) : _socket(socket) {}
-  [[nodiscard]] long receive(char* bytes, std::size_t size);
+  [[nodiscard]] bool receive(std::string& buffer);
 
   int _socket;
   std::shared_ptr<SSL> _tls;  // absent for plain text
@@ -76,8 +76,9 @@ class LoopbackServer {
   /// `path` without its query; a path without a script gets a 404 with a body.
   void on(const std::string& path, Script script);
 
-  /// From now on connections speak TLS.
-  void secure(const Certificate& certificate);
+  /// From now on connections speak TLS, and HTTP/2 within it when told so: then the script of "*" writes the frames,
+  /// from when the client's first request, on stream 1, is whole.
+  void secure(const Certificate& certificate, bool with_http2 = false);
 
   /// From now on each connection gets these bytes before it has asked for anything.
   void greet(std::string bytes);
@@ -135,6 +136,9 @@ class LoopbackServer {
 /// Sends `head`, then `part` again and again, as often as `pause` allows.
 [[nodiscard]] Script endless(std::string head, std::string part, std::chrono::milliseconds pause = {});
 [[nodiscard]] Script late(std::chrono::milliseconds delay, Script then);
+
+/// One HTTP/2 frame (RFC 9113, section 4.1).
+[[nodiscard]] std::string frame(int type, int flags, int stream, std::string_view payload = "");
 
 /// Streams that decode to at least `bytes` bytes, small fractions of that in size.
 [[nodiscard]] std::string gzip_bomb(std::size_t bytes);

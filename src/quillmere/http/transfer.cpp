@@ -30,6 +30,12 @@ bool set_option(const Easy& easy, CURLoption option, Value value) {
   return code == CURLE_OK;
 }
 
+// Lets TransferLoop::on_trace see the records of TLS connections. Costs some time for each line that libcurl would
+// print.
+void trace(const Easy& easy, bool is_on) {
+  set_option(easy, CURLOPT_VERBOSE, is_on ? 1L : 0L);
+}
+
 // Shared by all handles, never freed, read-only.
 curl_slist* request_headers() {
   static curl_slist* const headers = [] {
@@ -114,7 +120,10 @@ struct TransferCallbacks {
       transfer._leaves_the_web = false;
     }
     transfer._header_bytes += size;
-    if (const auto location = value_of({line, size}, "Location:")) transfer._leaves_the_web = leaves_the_web(*location);
+    if (const auto location = value_of({line, size}, "Location:")) {
+      transfer._leaves_the_web = leaves_the_web(*location);
+      trace(transfer.easy, true);  // it may lead to TLS
+    }
     for (const std::string_view name : {"Content-Encoding:", "Transfer-Encoding:"}) {
       if (const auto list = value_of({line, size}, name)) transfer._codings += codings_in(*list);
     }
@@ -231,6 +240,7 @@ bool Transfer::prepare(Easy handle) {
   easy = std::move(handle);
   const std::optional<std::string> url = request_url(_outcome.report.url);
   if (!url || url->size() > MAX_URL_BYTES || !set_option(easy, CURLOPT_URL, url->c_str())) return false;
+  trace(easy, curl_strnequal(url->c_str(), "https:", 6) != 0);
   set_option(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(request_time.count()));
   if (!ca_file.empty()) set_option(easy, CURLOPT_CAINFO, ca_file.c_str());
   set_option(easy, CURLOPT_PRIVATE, this);

@@ -6,7 +6,9 @@
 #include <unistd.h>
 #include <utility>
 
+#include <netinet/in.h>
 #include <sys/epoll.h>
+#include <sys/socket.h>
 #include <sys/timerfd.h>
 
 #include "quillmere/http/executor_internal.hpp"
@@ -21,6 +23,9 @@ constexpr std::size_t MAX_IDLE_HANDLES = 64;
 constexpr long MAX_IDLE_CONNECTIONS = 64;
 // Timeouts that are due are served in a row, but not for ever.
 constexpr int MAX_TIMEOUT_ROUNDS = 16;
+// TLS records that one call into libcurl may read, unless it takes no longer than this.
+constexpr int MAX_TURN_RECORDS = 256;
+constexpr std::chrono::milliseconds MAX_TURN_TIME{250};
 
 int checked(int descriptor) {
   if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "quillmere: cannot wait for sockets");
@@ -149,6 +154,13 @@ bool TransferLoop::begin(const std::shared_ptr<Transfer>& transfer) {
   return true;
 }
 
+void TransferLoop::drive(curl_socket_t socket, int events) {
+  _turn_begin = Clock::now();
+  _turn_records = 0;
+  int running = 0;
+  curl_multi_socket_action(_multi.get(), socket, events, &running);
+}
+
 void TransferLoop::drive_sockets() {
   std::array<epoll_event, MAX_EVENTS> events{};
   const int count = ::epoll_wait(_events->native_handle(), events.data(), MAX_EVENTS, 0);
@@ -159,16 +171,14 @@ void TransferLoop::drive_sockets() {
       if (::read(_alarm.get(), &expirations, sizeof expirations) > 0) _alarm_time.reset();
       continue;
     }
-    int running = 0;
-    curl_multi_socket_action(_multi.get(), event.data.fd, curl_events(event.events), &running);
+    drive(event.data.fd, curl_events(event.events));
   }
 }
 
 void TransferLoop::drive_timeouts() {
   for (int round = 0; round < MAX_TIMEOUT_ROUNDS && _deadline && *_deadline <= Clock::now(); ++round) {
     _deadline.reset();
-    int running = 0;
-    curl_multi_socket_action(_multi.get(), CURL_SOCKET_TIMEOUT, 0, &running);
+    drive(CURL_SOCKET_TIMEOUT, 0);
   }
 }
 
@@ -242,7 +252,12 @@ void TransferLoop::set_alarm() {
 }
 
 Easy TransferLoop::take_easy() {
-  if (_idle.empty()) return make_easy(_allow_private_networks);
+  if (_idle.empty()) {
+    Easy easy = make_easy(_allow_private_networks);
+    curl_easy_setopt(easy.get(), CURLOPT_DEBUGFUNCTION, &TransferLoop::on_trace);
+    curl_easy_setopt(easy.get(), CURLOPT_DEBUGDATA, this);
+    return easy;
+  }
   Easy easy = std::move(_idle.back());
   _idle.pop_back();
   return easy;
@@ -253,6 +268,7 @@ int TransferLoop::on_socket(CURL*, curl_socket_t socket, int what, void* user, v
   const int set = loop._events->native_handle();
   if (what == CURL_POLL_REMOVE) {
     ::epoll_ctl(set, EPOLL_CTL_DEL, socket, nullptr);
+    std::erase(loop._sockets, socket);
     return 0;
   }
   epoll_event event{};
@@ -262,7 +278,13 @@ int TransferLoop::on_socket(CURL*, curl_socket_t socket, int what, void* user, v
   const int change = ::epoll_ctl(set, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
   if (change != 0 && errno == EEXIST) ::epoll_ctl(set, EPOLL_CTL_MOD, socket, &event);
   if (change != 0 && errno == ENOENT) ::epoll_ctl(set, EPOLL_CTL_ADD, socket, &event);
-  if (!known) curl_multi_assign(loop._multi.get(), socket, &loop);
+  if (known) return 0;
+  curl_multi_assign(loop._multi.get(), socket, &loop);
+  try {
+    loop._sockets.push_back(socket);
+  } catch (const std::bad_alloc&) {
+    // That connection cannot be cut, should it come to that.
+  }
   return 0;
 }
 
@@ -274,6 +296,31 @@ int TransferLoop::on_timer(CURLM*, long milliseconds, void* user) noexcept {
     loop._deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
   }
   return 0;
+}
+
+// Over HTTP/2 libcurl reads until something of the answer is there. A server that sends other frames, or empty ones, as
+// fast as they are read would keep it in one call for ever, where no time limit is looked at; of all callbacks only
+// this one is called then. Its connection is cut.
+int TransferLoop::on_trace(CURL* easy, curl_infotype kind, char*, std::size_t, void* user) noexcept {
+  TransferLoop& loop = *static_cast<TransferLoop*>(user);
+  if (kind != CURLINFO_SSL_DATA_IN || ++loop._turn_records % MAX_TURN_RECORDS != 0) return 0;
+  if (Clock::now() - loop._turn_begin > MAX_TURN_TIME) loop.cut_connection_of(easy);
+  return 0;
+}
+
+// libcurl does not tell the socket of a transfer that still runs, but the port at this end.
+void TransferLoop::cut_connection_of(CURL* easy) noexcept {
+  long port = 0;
+  curl_easy_getinfo(easy, CURLINFO_LOCAL_PORT, &port);
+  for (const curl_socket_t socket : _sockets) {
+    sockaddr_in6 address{};  // has its port where sockaddr_in has it
+    socklen_t size = sizeof address;
+    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) continue;
+    if (ntohs(address.sin6_port) != port) continue;
+    const linger reset{1, 0};  // when it is closed, so that the server does not wait for room
+    ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    ::shutdown(socket, SHUT_RDWR);
+  }
 }
 
 TransferService::TransferService(boost::asio::execution_context& context) : service(context) {}

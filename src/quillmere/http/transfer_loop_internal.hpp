@@ -68,6 +68,7 @@ class TransferLoop {
 
   // The mutex is held when these are called.
   [[nodiscard]] bool begin(const std::shared_ptr<Transfer>& transfer);
+  void drive(curl_socket_t socket, int events);
   void drive_sockets();
   void drive_timeouts();
   void drive_limits(Finished& finished);
@@ -75,9 +76,11 @@ class TransferLoop {
   void detach(Transfer& transfer);
   void rest();
   void set_alarm();
+  void cut_connection_of(CURL* easy) noexcept;
   [[nodiscard]] Easy take_easy();
   static int on_socket(CURL* easy, curl_socket_t socket, int what, void* loop, void* known) noexcept;
   static int on_timer(CURLM* multi, long milliseconds, void* loop) noexcept;
+  static int on_trace(CURL* easy, curl_infotype kind, char* bytes, std::size_t size, void* loop) noexcept;
 
   struct MultiCleanup {
     void operator()(CURLM* multi) const noexcept { curl_multi_cleanup(multi); }
@@ -92,9 +95,12 @@ class TransferLoop {
   std::unique_ptr<CURLM, MultiCleanup> _multi;
   std::vector<std::shared_ptr<Transfer>> _active;
   std::vector<Easy> _idle;
+  std::vector<curl_socket_t> _sockets;           // that libcurl waits for
   std::optional<Clock::time_point> _deadline;    // when libcurl wants to be called
   std::optional<Clock::time_point> _next_limit;  // no later than the first limit of the active transfers
   std::optional<Clock::time_point> _alarm_time;  // when the timerfd fires, possibly earlier
+  Clock::time_point _turn_begin;                 // of the call into libcurl that runs
+  int _turn_records = 0;                         // that it has read
   bool _is_waiting = false;
   bool _is_down = false;
 };
