@@ -119,6 +119,8 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     StockAndCondition, LdJson,
     testing::ValuesIn<JsonCase>({
+        {"in_stock_term", R"({"@type":"Product","offers":{"availability":"https://schema.org/InStock"}})",
+         "stock=in_stock"},
         {"out_of_stock_term", R"({"@type":"Product","offers":{"availability":"https://schema.org/OutOfStock"}})",
          "stock=out_of_stock\ncondition=-"},
         {"sold_out", R"({"@type":"Product","offers":{"availability":"SoldOut"}})", "stock=out_of_stock"},
