@@ -1,5 +1,4 @@
 #include <chrono>
-#include <cstdio>
 #include <signal.h>
 #include <thread>
 
@@ -96,8 +95,7 @@ TEST_F(Fetch, AnInterruptEndsItAtOnceAndLeavesNothing) {
   const auto start = std::chrono::steady_clock::now();
   tool.send(SIGINT);
   EXPECT_EQ(tool.finish(), (ToolResult{"", "", 130}));
-  const std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
-  std::printf("ended %.1f ms after the interrupt\n", elapsed.count());
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 200ms);
   EXPECT_TRUE(workspace.names().empty());
 }
 

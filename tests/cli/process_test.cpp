@@ -1,5 +1,4 @@
 #include <chrono>
-#include <cstdio>
 #include <fcntl.h>
 #include <signal.h>
 #include <thread>
@@ -70,7 +69,7 @@ TEST(Process, AnInterruptEndsItAtOnce) {
     const Clock::time_point start = Clock::now();
     tool.send(signal_number);
     EXPECT_EQ(tool.finish(), (ToolResult{"", "", status}));
-    std::printf("ended %.1f ms after signal %d\n", 1000 * seconds_since(start), signal_number);
+    EXPECT_LT(seconds_since(start), 0.2);
   }
   EXPECT_EQ(workspace.read("out.json"), "earlier");
   EXPECT_EQ(workspace.names(), (std::vector<std::string>{"out.json"}));
