@@ -1,6 +1,5 @@
 #include "quillmere/models.hpp"
 
-#include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
 
 namespace quillmere {
@@ -114,42 +113,6 @@ TEST(Models, PartsAreWrittenAsInTheWhole) {
   EXPECT_EQ(model_dump_json_with_id("12345678901234567890123", commerce),
             R"({"id":12345678901234567890123,"summary":)" + summary + R"(,"items":[)" + item + "]}");
 }
-
-struct MemberCase {
-  const char* name;
-  std::string_view text;
-};
-
-class MemberText : public testing::TestWithParam<MemberCase> {};
-
-// The row's name is the member's name in lower case, which is what every export writes.
-TEST_P(MemberText, IsTheNameInLowerCase) {
-  EXPECT_EQ(GetParam().text, GetParam().name);
-}
-
-INSTANTIATE_TEST_SUITE_P(All, MemberText,
-                         testing::ValuesIn<MemberCase>({
-                             {"product", value(PageType::PRODUCT)},
-                             {"marketplace", value(PageType::MARKETPLACE)},
-                             {"article", value(PageType::ARTICLE)},
-                             {"portfolio", value(PageType::PORTFOLIO)},
-                             {"social", value(PageType::SOCIAL)},
-                             {"uncategorized", value(PageType::UNCATEGORIZED)},
-                             {"major_marketplace", value(MerchantCategory::MAJOR_MARKETPLACE)},
-                             {"reseller_specialist", value(MerchantCategory::RESELLER_SPECIALIST)},
-                             {"official_brand", value(MerchantCategory::OFFICIAL_BRAND)},
-                             {"unverified", value(MerchantCategory::UNVERIFIED)},
-                             {"in_stock", value(StockStatus::IN_STOCK)},
-                             {"out_of_stock", value(StockStatus::OUT_OF_STOCK)},
-                             {"preorder", value(StockStatus::PREORDER)},
-                             {"new", value(ItemCondition::NEW)},
-                             {"used", value(ItemCondition::USED)},
-                             {"refurbished", value(ItemCondition::REFURBISHED)},
-                             {"high", value(RelevanceGrade::HIGH)},
-                             {"medium", value(RelevanceGrade::MEDIUM)},
-                             {"low", value(RelevanceGrade::LOW)},
-                         }),
-                         row_name);
 
 }  // namespace
 }  // namespace quillmere

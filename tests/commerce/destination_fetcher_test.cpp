@@ -1,7 +1,6 @@
 #include "quillmere/commerce/destination_fetcher.hpp"
 
 #include <algorithm>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -22,7 +21,6 @@ using testing::answer;
 using testing::late;
 using testing::LoopbackServer;
 using testing::on_loopback;
-using testing::Script;
 using testing::silent;
 using testing::Stopwatch;
 
@@ -135,50 +133,6 @@ TEST(FetchMany, RefusesANegativeNumberOfWorkersBeforeAnyRequest) {
   LoopbackServer server;
   EXPECT_THROW(fetch_many({server.url("/")}, -1), std::invalid_argument);
   EXPECT_EQ(server.connections(), 0);
-}
-
-TEST(FetchMany, RefusesLoopbackUnlessAllowed) {
-  LoopbackServer server;
-  EXPECT_EQ(*fetch_many({server.url("/")}, {}, 1, FetchOptions()).find(server.url("/")), std::nullopt);
-  EXPECT_EQ(server.connections(), 0);
-}
-
-// Every way to misbehave at once: good pages are unharmed, each slot is freed, the batch ends in time.
-TEST(FetchMany, EndsInTimeWhateverTheServersDo) {
-  LoopbackServer server;
-  const std::map<std::string, Script> bad = {
-      {"/silent", silent()},
-      {"/drip", testing::endless("HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n", "x", 200ms)},
-      {"/early", testing::raw("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n")},
-      {"/reset", testing::reset("HTTP/1.1 200 OK\r\n")},
-      {"/endless", testing::endless("HTTP/1.1 200 OK\r\n\r\n", std::string(1 << 20, 'x'))},
-      {"/loop", testing::redirect("/loop")},
-      {"/slow-loop", late(300ms, testing::redirect("/slow-loop"))},
-      {"/interim", testing::endless("", "HTTP/1.1 100 Go on\r\n\r\n", 10ms)},
-  };
-  for (const auto& [path, script] : bad) server.on(path, script);
-  server.on("/good", answer(200, "good"));
-  std::vector<std::string> urls;
-  for (int round = 0; round < 2; ++round) {
-    for (const auto& [path, script] : bad) {
-      urls.push_back(server.url(path + "?" + std::to_string(round)));
-      urls.push_back(server.url("/good?" + std::to_string(urls.size())));
-    }
-  }
-  int reports = 0;
-  FetchOptions options = on_loopback();
-  options.observer = [&](const http::FetchReport& report) {
-    ++reports;
-    EXPECT_LT(report.milliseconds, 2100) << report.url;
-  };
-  const Stopwatch watch;
-  const HtmlMap pages = fetch_many(urls, 4, 1, options);
-  EXPECT_LT(watch.seconds(), 32 / 4 * (1 + 1));
-  EXPECT_EQ(reports, 32);
-  for (const auto& [url, html] : pages) {
-    EXPECT_EQ(html.has_value(), url.find("/good") != std::string::npos) << url;
-  }
-  EXPECT_TRUE(server.wait_until_idle());
 }
 
 TEST(FetchMany, EightHangingOfSixtyFourEndWithTheLimit) {

@@ -76,46 +76,13 @@ class PageFragments {
   template <std::size_t N>
   using Tokens = std::array<std::string_view, N>;
 
-  static constexpr Tokens<40> LOOSE = {"\"",
-                                       "'",
-                                       "\"",
-                                       ">",
-                                       ">",
-                                       "<",
-                                       " ",
-                                       "\n",
-                                       "=",
-                                       "/",
-                                       "a",
-                                       "_",
-                                       "-",
-                                       "0",
-                                       ",",
-                                       ".",
-                                       "12.50",
-                                       "<span",
-                                       "<span>",
-                                       "</span>",
-                                       "class=",
-                                       "class=\"",
-                                       "sku",
-                                       "content=",
-                                       "content=\"",
-                                       "<meta",
-                                       "<script",
-                                       "<script ",
-                                       "</script>",
-                                       "<title",
-                                       "</title>",
-                                       "instock",
-                                       "outofstock",
-                                       "\xC2\xA0",
-                                       "\xE2\x80\x83",
-                                       "\xE2\x84\xAA",
-                                       "\xC3\xA9",
-                                       "itemprop=",
-                                       "name=",
-                                       "<bdi>"};
+  // clang-format off
+  static constexpr Tokens<40> LOOSE = {
+      "\"", "'", "\"", ">", ">", "<", " ", "\n", "=", "/", "a", "_", "-", "0", ",", ".", "12.50", "<span", "<span>",
+      "</span>", "class=", "class=\"", "sku", "content=", "content=\"", "<meta", "<script", "<script ", "</script>",
+      "<title", "</title>", "instock", "outofstock", "\xC2\xA0", "\xE2\x80\x83", "\xE2\x84\xAA", "\xC3\xA9",
+      "itemprop=", "name=", "<bdi>"};
+  // clang-format on
   static constexpr Tokens<11> LD_JSON_SHAPE = {"<script", " ", "x",  " ",        "type=", "\"", "application/ld+json",
                                                "\"",      ">", "{}", "</script>"};
   static constexpr Tokens<9> LD_JSON_TWICE_SHAPE = {
@@ -143,25 +110,12 @@ class PageFragments {
   static constexpr Tokens<4> TERM_SHAPE = {"schema.org/", "instoc", "k", " "};
   static constexpr Tokens<4> SOLD_TERM_SHAPE = {"schema.org/", "outofstoc", "\xE2\x84\xAA", " "};
 
-  static constexpr std::array<Shape, 18> SHAPES = {LD_JSON_TWICE_SHAPE,
-
-                                                   LOOSE,
-                                                   LD_JSON_SHAPE,
-                                                   STATE_SHAPE,
-                                                   META_SHAPE,
-                                                   META_NAME_SHAPE,
-                                                   TITLE_SHAPE,
-                                                   SHOP_SHAPE,
-                                                   PRICE_SHAPE,
-                                                   CURRENCY_SHAPE,
-                                                   SKU_SHAPE,
-                                                   ELEMENT_SHAPE,
-                                                   ELEMENTS_SHAPE,
-                                                   ATTRIBUTE_SHAPE,
-                                                   STOCK_SHAPE,
-                                                   SOLD_SHAPE,
-                                                   TERM_SHAPE,
-                                                   SOLD_TERM_SHAPE};
+  // clang-format off
+  static constexpr std::array<Shape, 18> SHAPES = {
+      LD_JSON_TWICE_SHAPE, LOOSE, LD_JSON_SHAPE, STATE_SHAPE, META_SHAPE, META_NAME_SHAPE, TITLE_SHAPE, SHOP_SHAPE,
+      PRICE_SHAPE, CURRENCY_SHAPE, SKU_SHAPE, ELEMENT_SHAPE, ELEMENTS_SHAPE, ATTRIBUTE_SHAPE, STOCK_SHAPE, SOLD_SHAPE,
+      TERM_SHAPE, SOLD_TERM_SHAPE};
+  // clang-format on
 
   std::mt19937_64 _random;
   std::string _fragment;

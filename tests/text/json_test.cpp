@@ -1,15 +1,10 @@
 #include "quillmere/text/json.hpp"
 
-#include <random>
 #include <string>
 #include <vector>
 
-#include "tests/support/json_tree.hpp"
 #include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-
-#include "quillmere/text/unicode.hpp"
 
 namespace quillmere::text {
 namespace {
@@ -194,105 +189,6 @@ TEST(JsonDocumentRead, TakesOneTextAfterTheOther) {
   ASSERT_TRUE(document.read("[7]"));
   EXPECT_EQ(document.error().message, "");
   EXPECT_EQ(document.root().first()->raw(), "7");
-}
-
-/// Documents of every shape that both readers treat alike, some of them broken by one byte.
-class DocumentGenerator {
- public:
-  std::string document() {
-    std::string text;
-    _value(text, 0);
-    if (_below(3) == 0) _break(text);
-    return text;
-  }
-
- private:
-  std::size_t _below(std::size_t limit) { return _random() % limit; }
-  template <std::size_t N>
-  std::string_view _one_of(const std::string_view (&choices)[N]) {
-    return choices[_below(N)];
-  }
-
-  void _space(std::string& out) {
-    if (_below(4) == 0) out.append(_below(40), " \n\t\r"[_below(4)]);
-  }
-
-  void _string(std::string& out) {
-    static constexpr std::string_view PIECES[] = {
-        "a", "b", "@type", "\\n", "\\\"", "\\\\", "/", "\\u0061", "\\u20ac", "é", "\\ud83d\\ude00", "😀", "0123456789"};
-    out += '"';
-    for (std::size_t pieces = _below(8) == 0 ? _below(30) : _below(3); pieces > 0; --pieces) out += _one_of(PIECES);
-    out += '"';
-  }
-
-  void _value(std::string& out, int depth) {
-    static constexpr std::string_view SCALARS[] = {
-        "true", "false", "null", "0", "-0", "1", "-17", "2.50", "1e5", "1E-3", "1234567890123456789012", "-0.0"};
-    _space(out);
-    const std::size_t kind = _below(depth < 6 ? 8 : 4);
-    if (kind < 2) {
-      out += _one_of(SCALARS);
-    } else if (kind < 4) {
-      _string(out);
-    } else {
-      _container(out, depth, kind < 6);
-    }
-    _space(out);
-  }
-
-  void _container(std::string& out, int depth, bool is_object) {
-    out += is_object ? '{' : '[';
-    _space(out);
-    const std::size_t count = _below(6);
-    for (std::size_t i = 0; i < count; ++i) {
-      if (i != 0) out += ',';
-      if (is_object) {
-        _space(out);
-        _string(out);
-        _space(out);
-        out += ':';
-      }
-      _value(out, depth + 1);
-    }
-    out += is_object ? '}' : ']';
-  }
-
-  /// Not where the readers' rules differ: half a character, half a surrogate pair.
-  void _break(std::string& text) {
-    if (!is_ascii(text) || text.find("\\ud") != std::string::npos) return;
-    static constexpr std::string_view BYTES = "\"\\{}[],:0-+.utfn/ ";
-    const std::size_t place = _below(text.size());
-    switch (_below(3)) {
-      case 0:
-        text.erase(place, 1);
-        return;
-      case 1:
-        text.insert(place, 1, BYTES[_below(BYTES.size())]);
-        return;
-      default:
-        text.resize(place);
-    }
-  }
-
-  std::mt19937 _random{20240229};
-};
-
-TEST(JsonDocumentRead, AgreesWithAnotherReaderOnGeneratedTexts) {
-  DocumentGenerator generator;
-  JsonDocument document;
-  int accepted = 0;
-  for (int round = 0; round < 20000; ++round) {
-    const std::string text = generator.document();
-    const bool is_json = nlohmann::json::accept(text);
-    for (const Scanning scanning : SCANNINGS) {
-      ASSERT_EQ(json_internal::read(document, text, scanning), is_json) << text;
-      if (!is_json) continue;
-      ASSERT_EQ(tree_of(document.root()), nlohmann::ordered_json::parse(text)) << text;
-      ++accepted;
-    }
-  }
-  EXPECT_GT(accepted, 20000);
-  EXPECT_LT(accepted, 36000);
 }
 
 }  // namespace
