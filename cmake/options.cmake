@@ -13,6 +13,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(quillmere_options INTERFACE -Wno-restrict)
 endif()
 
+if(QUILLMERE_PORTABLE)
+  target_compile_definitions(quillmere_options INTERFACE QUILLMERE_PORTABLE)
+endif()
+
 if(QUILLMERE_SANITIZE)
   target_compile_options(quillmere_options INTERFACE
     -fsanitize=${QUILLMERE_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUILLMERE_PORTABLE)
 #include <emmintrin.h>
 #endif
 
@@ -56,7 +56,7 @@ struct PortableScan {
   }
 };
 
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(QUILLMERE_PORTABLE)
 
 struct Sse2Scan {
   [[nodiscard]] static const char* find_quote_or_escape(const char* p, const char* end) noexcept {

@@ -5,7 +5,7 @@
 
 #include "quillmere/commerce/page/scan.hpp"
 
-#if defined(__x86_64__) || defined(__i386__)
+#if (defined(__x86_64__) || defined(__i386__)) && !defined(QUILLMERE_PORTABLE)
 #include <immintrin.h>
 #define QUILLMERE_X86 1
 #endif
