@@ -1,13 +1,15 @@
-// Fetching pages in one call, 32 in flight and every body kept, against wrk and curl --parallel, where these are
-// installed, on the same server.
+// Fetching pages in one call, 32 in flight and every body kept, against libcurl's own loop and, where these are
+// installed, wrk and curl --parallel, on the same server.
 //
 //   fetch              its own server on loopback
 //   fetch 10KB 100KB   two URLs of another server, which give pages of about these sizes
 //
 // The clients take turns in each of 7 rounds; a figure is the median of the rounds, a ratio the median of the rounds'
-// own ratios. wrk drops what it receives: it is the limit, not a rival. With its own server the program also fetches
-// from one that takes 200 ms for each page, and from one that leaves 8 of 64 requests without an answer.
+// own ratios. wrk drops what it receives: it is the limit, not a rival. libcurl alone is the limit of what is built on
+// it. The program also fetches from a server that takes 200 ms for each page, and from one that leaves 8 of 64 requests
+// without an answer.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -25,6 +27,7 @@
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/use_future.hpp>
+#include <curl/curl.h>
 
 #include "quillmere/commerce/destination_fetcher.hpp"
 
@@ -66,18 +69,94 @@ Urls distinct(const std::string& url, std::size_t count) {
   return urls;
 }
 
-Speed speed_of_quillmere(const Urls& urls) {
+double processor_seconds() {
+  std::timespec now{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/// Of a client in this process: `fetch` gives the seconds it took, and how many pages came.
+template <class Fetch>
+Speed speed_here(const Urls& urls, Fetch fetch) {
   std::size_t pages = 0;
-  std::timespec before{};
-  std::timespec after{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &before);
-  const double seconds = fetch_all(urls, pages);
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &after);
+  const double before = processor_seconds();
+  const double seconds = fetch(urls, pages);
+  const double used = processor_seconds() - before;
   if (pages != urls.size()) std::printf("  only %zu of %zu pages came\n", pages, urls.size());
-  const double used =
-      static_cast<double>(after.tv_sec - before.tv_sec) + static_cast<double>(after.tv_nsec - before.tv_nsec) * 1e-9;
   const auto count = static_cast<double>(urls.size());
   return {count / seconds, 1000 * used / count};
+}
+
+Speed speed_of_quillmere(const Urls& urls) {
+  return speed_here(urls, fetch_all);
+}
+
+struct BareFetch {
+  CURL* easy = nullptr;
+  std::string* body = nullptr;
+
+  static std::size_t write(char* bytes, std::size_t, std::size_t size, void* user) {
+    const BareFetch& fetch = *static_cast<BareFetch*>(user);
+    curl_off_t length = 0;
+    curl_easy_getinfo(fetch.easy, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    if (fetch.body->empty() && length > 0) fetch.body->reserve(static_cast<std::size_t>(length));
+    fetch.body->append(bytes, size);
+    return size;
+  }
+};
+
+/// What libcurl's own loop takes, asked for the same and told to read into as large a buffer, with every body kept.
+double fetch_by_libcurl(const Urls& urls, std::size_t& pages) {
+  const auto start = std::chrono::steady_clock::now();
+  CURLM* const multi = curl_multi_init();
+  curl_slist* headers =
+      curl_slist_append(nullptr, "Accept: text/html,application/xhtml+xml,application/xml;q=0.9,*/*;q=0.8");
+  headers = curl_slist_append(headers, "Accept-Language: en-US,en;q=0.8");
+  headers = curl_slist_append(headers, "User-Agent: Mozilla/5.0 (compatible; bench/0.1.0)");
+  std::vector<std::string> bodies(urls.size());
+  std::vector<BareFetch> fetches(std::min<std::size_t>(IN_FLIGHT, urls.size()));
+  std::size_t next = 0;
+  const auto begin_next = [&](BareFetch& fetch) {
+    fetch.body = &bodies[next];
+    curl_easy_setopt(fetch.easy, CURLOPT_URL, urls[next++].c_str());
+    curl_multi_add_handle(multi, fetch.easy);
+  };
+  for (BareFetch& fetch : fetches) {
+    fetch.easy = curl_easy_init();
+    curl_easy_setopt(fetch.easy, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(fetch.easy, CURLOPT_ACCEPT_ENCODING, "");
+    curl_easy_setopt(fetch.easy, CURLOPT_BUFFERSIZE, 256L << 10);
+    curl_easy_setopt(fetch.easy, CURLOPT_TIMEOUT_MS, 5000L);
+    curl_easy_setopt(fetch.easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(fetch.easy, CURLOPT_PROXY, "");
+    curl_easy_setopt(fetch.easy, CURLOPT_WRITEFUNCTION, &BareFetch::write);
+    curl_easy_setopt(fetch.easy, CURLOPT_WRITEDATA, &fetch);
+    curl_easy_setopt(fetch.easy, CURLOPT_PRIVATE, &fetch);
+    begin_next(fetch);
+  }
+  for (int running = 1; running != 0;) {
+    curl_multi_perform(multi, &running);
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+      BareFetch* fetch = nullptr;
+      curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &fetch);
+      if (message->data.result == CURLE_OK) ++pages;
+      curl_multi_remove_handle(multi, fetch->easy);
+      if (next == urls.size()) continue;
+      begin_next(*fetch);
+      running = 1;
+    }
+    if (running != 0) curl_multi_poll(multi, nullptr, 0, 100, nullptr);
+  }
+  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+  for (const BareFetch& fetch : fetches) curl_easy_cleanup(fetch.easy);
+  curl_multi_cleanup(multi);
+  curl_slist_free_all(headers);
+  return taken.count();
+}
+
+Speed speed_of_libcurl(const Urls& urls) {
+  return speed_here(urls, fetch_by_libcurl);
 }
 
 std::optional<Speed> speed_of_curl(const Urls& urls) {
@@ -128,7 +207,7 @@ double median_ratio(const Client& client, const Client& rival, Figure figure) {
 }
 
 void compare(const char* title, const Urls& urls, const char* bars) {
-  std::vector<Client> clients = {{"quillmere", speed_of_quillmere}};
+  std::vector<Client> clients = {{"quillmere", speed_of_quillmere}, {"libcurl alone", speed_of_libcurl}};
   if (bench::is_installed("wrk")) clients.push_back({"wrk -t1", speed_of_wrk});
   if (bench::is_installed("curl")) clients.push_back({"curl --parallel", speed_of_curl});
   for (int round = 0; round < ROUNDS; ++round) {

@@ -36,17 +36,22 @@ void trace(const Easy& easy, bool is_on) {
   set_option(easy, CURLOPT_VERBOSE, is_on ? 1L : 0L);
 }
 
-// Shared by all handles, never freed, read-only.
+// Shared by all handles, never freed, read-only. The user agent is among them because libcurl copies these lines into a
+// request once, but those that it makes from options twice, letter by letter.
 curl_slist* request_headers() {
   static curl_slist* const headers = [] {
-    curl_slist* list =
-        curl_slist_append(nullptr, "Accept: text/html,application/xhtml+xml,application/xml;q=0.9,*/*;q=0.8");
-    curl_slist* whole = list ? curl_slist_append(list, "Accept-Language: en-US,en;q=0.8") : nullptr;
-    if (whole == nullptr) {
-      curl_slist_free_all(list);
-      throw std::bad_alloc();
+    const std::string user_agent = "User-Agent: Mozilla/5.0 (compatible; quillmere/" + std::string(version()) + ")";
+    curl_slist* list = nullptr;
+    for (const char* line : {"Accept: text/html,application/xhtml+xml,application/xml;q=0.9,*/*;q=0.8",
+                             "Accept-Language: en-US,en;q=0.8", user_agent.c_str()}) {
+      curl_slist* const longer = curl_slist_append(list, line);
+      if (longer == nullptr) {
+        curl_slist_free_all(list);
+        throw std::bad_alloc();
+      }
+      list = longer;
     }
-    return whole;
+    return list;
   }();
   return headers;
 }
@@ -66,7 +71,8 @@ int status_of(std::string_view line) {
 
 // The value of `line`, a header, when `name`, with its colon, is its name.
 std::optional<std::string_view> value_of(std::string_view line, std::string_view name) {
-  if (line.size() < name.size() || curl_strnequal(line.data(), name.data(), name.size()) == 0) return std::nullopt;
+  if (line.size() < name.size() || (line.front() | 0x20) != (name.front() | 0x20)) return std::nullopt;  // most lines
+  if (curl_strnequal(line.data(), name.data(), name.size()) == 0) return std::nullopt;
   line.remove_prefix(name.size());
   const std::size_t begin = line.find_first_not_of(" \t");
   return begin == std::string_view::npos ? "" : line.substr(begin, line.find_last_not_of(" \t\r\n") + 1 - begin);
@@ -195,8 +201,6 @@ struct TransferCallbacks {
 Easy make_easy(bool allow_private_networks) {
   Easy easy(curl_easy_init());
   if (!easy) throw std::bad_alloc();
-  static const std::string user_agent = "Mozilla/5.0 (compatible; quillmere/" + std::string(version()) + ")";
-  set_option(easy, CURLOPT_USERAGENT, user_agent.c_str());
   set_option(easy, CURLOPT_HTTPHEADER, request_headers());
   set_option(easy, CURLOPT_ACCEPT_ENCODING, "");  // every encoding that this libcurl decodes
   set_option(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_2TLS));
