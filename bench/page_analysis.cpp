@@ -177,8 +177,8 @@ void measure_threads(const Pages& pages) {
               bench::median(gains));
 }
 
-constexpr std::array STAGES = {"UTF-8 validation",
-                               "literal index",
+constexpr std::array STAGES = {"literal index",
+                               "UTF-8 validation",
                                "JSON-LD products",
                                "structured data stage",
                                "page state product",
@@ -219,8 +219,8 @@ WorkingValues analyse_in_stages(const std::string& html, StageClock clock) {
   values.title = TITLE;
   values.fetch_source = commerce::FETCH_SOURCE_SERP_FALLBACK;
 
-  clock.time(0, [&] { seen += text::is_valid_utf8(html) ? 1U : 0U; });
-  clock.time(1, [&] { page.open(html); });
+  clock.time(0, [&] { page.open(html); });
+  clock.time(1, [&] { seen += text::is_valid_utf8(html) ? 1U : 0U; });
   clock.time(2, [&] { seen += page.ld_json_products().first ? 1U : 0U; });
   std::optional<text::JsonValue> state;
   if (page.ld_json_products().first) {
