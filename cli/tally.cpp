@@ -47,7 +47,7 @@ void PageTally::add(const PageTally& other) {
   _missing += other._missing;
 }
 
-std::string PageTally::text() const {
+std::string PageTally::reasons() const {
   std::string reasons;
   const auto append = [&](const std::string& piece) { reasons += (reasons.empty() ? "" : ", ") + piece; };
   for (std::size_t i = 0; i < REASONS.size();) {
@@ -59,8 +59,12 @@ std::string PageTally::text() const {
     if (count > 0) append(counted(count, row.one, row.many));
   }
   if (_missing > 0) append(counted(_missing, "not given", "not given"));
-  const std::uint64_t had = _counts[static_cast<std::size_t>(FetchReason::FETCHED)];
-  return counted(had, "page", "pages") + (reasons.empty() ? "" : " (" + reasons + ")");
+  return reasons;
+}
+
+std::string PageTally::text() const {
+  const std::string missing = reasons();
+  return counted(fetched(), "page", "pages") + (missing.empty() ? "" : " (" + missing + ")");
 }
 
 std::string ClosingSummary::text(double seconds) const {

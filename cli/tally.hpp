@@ -20,6 +20,12 @@ class PageTally {
   }
   void add(const PageTally& other);
 
+  /// "3 timed out, 4 refused addresses": why what was asked for was not had. Empty when all was.
+  [[nodiscard]] std::string reasons() const;
+  [[nodiscard]] std::uint64_t fetched() const noexcept {
+    return _counts[static_cast<std::size_t>(http::FetchReason::FETCHED)];
+  }
+
   /// "49 pages (3 timed out, 4 refused addresses, 1 too large)": the pages that were had, and why others were not.
   [[nodiscard]] std::string text() const;
 

@@ -75,6 +75,7 @@ std::string price_hint(std::span<const Match> items) {
   for (const Match& item : items) {
     if (is_priced(item)) currencies.insert(item.price->currency);
   }
+  if (currencies.empty()) return "No match has a price";
   return currencies.size() == 1 ? "In " + currency_name(*currencies.begin()) : "In one currency: choose it above";
 }
 
