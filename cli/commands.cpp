@@ -122,7 +122,8 @@ constexpr auto COMMANDS = std::to_array<CommandRow>({
      "field of the answer (null where there is none), or an object with \"error\".\n\n"
      "url takes \"url\" and gives \"direct_url\" and \"domain\". price takes \"price\" and \"currency\" and gives "
      "\"price\". merchant takes \"domain\", \"title\", \"brand\" and \"merchant_name\" and gives "
-     "\"merchant_category\". page takes \"html\", \"direct_url\", \"initial_title\", \"initial_merchant\", "
+     "\"merchant_category\". page takes \"html\", \"direct_url\" (or \"url\", as a line for --pages has it), "
+     "\"initial_title\", \"initial_merchant\", "
      "\"initial_price\", \"initial_stock\" and \"rank\" and gives the facts of that page."},
     {"report", "make a page to look at out of a result", "[RESULT] [-o FILE] [--images embed]",
      "  quillmere report result.json -o report.html\n"

@@ -66,9 +66,14 @@ std::optional<std::string_view> page_text(const Fields& input) {
   return decoded;
 }
 
+/// "direct_url"; lines of a file of pages, which name a page by its "url", serve as they are.
+std::string page_url(const Fields& input) {
+  return input.find("direct_url") || !input.find("url") ? input.text("direct_url") : input.text("url");
+}
+
 Record inspect_page(const Fields& input) {
   const commerce::PageMetadata page = commerce::DestinationMetadataParser::parse_metadata(
-      page_text(input), input.text("direct_url"), input.optional_text("initial_title").value_or(""),
+      page_text(input), page_url(input), input.optional_text("initial_title").value_or(""),
       input.optional_text("initial_merchant").value_or(""), input.optional_price("initial_price"),
       input.optional_boolean("initial_stock"), input.optional_integer("rank").value_or(1));
   return {
