@@ -163,6 +163,7 @@ test("filters, order and the fragment", async () => {
   assert.ok(amounts.length > 1);
   assert.deepEqual(await cards(), amounts);
   assert.equal(await page.textContent(".status"), `${amounts.length} of 60 shown`);
+  assert.equal(await page.textContent(".hint"), "In EUR");
   await page.reload();
   assert.deepEqual(await cards(), amounts);
 

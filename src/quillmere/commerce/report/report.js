@@ -46,6 +46,9 @@
   const boxes = (facet) => Array.from(form.querySelectorAll("input[type=checkbox]")).filter((box) => box.name === facet);
   const field = (name) => form.elements.namedItem(name);
 
+  const hint = form.querySelector(".hint");
+  const hintAtFirst = Array.from(hint.childNodes);
+
   // The form's state as the fragment's text, and back.
   function stateText() {
     const state = new URLSearchParams();
@@ -65,8 +68,11 @@
   function wanted() {
     const chosen = Object.fromEntries(facets.map((facet) =>
       [facet, new Set(boxes(facet).filter((box) => box.checked).map((box) => box.value))]));
-    const currency = chosen.currency.size === 1 ? chosen.currency.values().next().value : onlyCurrency;
+    const [box, ...more] = boxes("currency").filter((box) => box.checked);
+    const isOne = box !== undefined && more.length === 0 && box.value !== "none";
+    const currency = isOne ? box.value : onlyCurrency;
     for (const name of ["min", "max"]) field(name).disabled = currency === null;
+    hint.replaceChildren(...(isOne ? ["In ", box.nextElementSibling.cloneNode(true)] : hintAtFirst));
     const bound = (name) => (currency === null || field(name).value === "" ? null : Number(field(name).value));
     const [min, max] = [bound("min"), bound("max")];
     const words = field("q").value.toLowerCase().split(/\s+/).filter(Boolean);
