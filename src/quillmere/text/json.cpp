@@ -71,6 +71,7 @@ class TapeReader {
     _skip_whitespace();
     for (;;) {
       if (_used == _tape.capacity) _entries = grow(_tape, 0);
+      json_internal::prefetch_behind(_entries + _used);
       if (_in_object && !_read_key()) return _message;
       const auto step = _read_value();
       if (step == Step::failed) return _message;

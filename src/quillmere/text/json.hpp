@@ -65,6 +65,12 @@ struct Entry {
   std::uint8_t flags;
 };
 
+/// Asks the processor for what stands a few cache lines behind `entry`, if anything does: left to itself it walks a
+/// tape that is in no cache one miss at a time.
+inline void prefetch_behind(const Entry* entry) noexcept {
+  __builtin_prefetch(entry + 128);
+}
+
 struct Free {
   void operator()(Entry* entries) const noexcept { std::free(entries); }
 };
@@ -252,6 +258,7 @@ class JsonRange {
     iterator() = default;
     [[nodiscard]] Item operator*() const noexcept;
     iterator& operator++() noexcept {
+      json_internal::prefetch_behind(_entry);
       do _entry += _entry->span;
       while (_entry != _end && (_entry->flags & json_internal::KEY_REPEATED) != 0);
       return *this;

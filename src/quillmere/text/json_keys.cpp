@@ -188,12 +188,14 @@ void JsonDocument::_mark_repeated_keys(Entry& object) {
   tables.hashes.clear();
   Entry* const end = &object + object.span;
   for (Entry* member = &object + 1; member != end; member += member->span) {
+    json_internal::prefetch_behind(member);
     tables.hashes.push_back(hash_of(_decoded_key(*member)));
   }
   if (!tables.suspect()) return;
 
   auto hash = tables.hashes.begin();
   for (Entry* member = &object + 1; member != end; member += member->span, ++hash) {
+    json_internal::prefetch_behind(member);
     if (!tables.is_suspected(*hash)) continue;
     const std::string_view key = _decoded_key(*member);
     const auto distance = static_cast<std::uint32_t>(member - &object);

@@ -230,6 +230,7 @@ void JsonValue::_find_each(std::span<const std::string_view> keys,
   for (const std::string_view key : keys) sizes |= std::uint64_t{1} << key.size();
   json_internal::Entry* const end = _entry + _entry->span;
   for (json_internal::Entry* member = _entry + 1; member != end; member += member->span) {
+    json_internal::prefetch_behind(member);
     const JsonString name = _document->_key(*member);
     if (!name.has_escapes() && (name.raw().size() > 63 || (sizes >> name.raw().size() & 1U) == 0)) continue;
     for (std::size_t i = 0; i < keys.size(); ++i) {
