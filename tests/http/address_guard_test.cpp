@@ -19,6 +19,7 @@ namespace quillmere::http {
 namespace {
 
 using namespace std::chrono_literals;
+using enum FetchReason;
 using testing::answer;
 using testing::fetch;
 using testing::Fetched;
@@ -154,8 +155,7 @@ TEST_F(OwnNetwork, ServersAtAddressesThatAreNotPublicSeeNobody) {
   LoopbackServer server("::");
   server.on("/", answer(200, "text"));
   for (const char* text : NOT_PUBLIC) {
-    EXPECT_EQ(value(fetch(server.url(text, "/"), FetchOptions()).report.reason), value(FetchReason::REFUSED_ADDRESS))
-        << text;
+    EXPECT_EQ(value(fetch(server.url(text, "/"), FetchOptions()).report.reason), value(REFUSED_ADDRESS)) << text;
   }
   EXPECT_EQ(server.connections(), 0);
   for (const char* text : PUBLIC) EXPECT_EQ(fetch(server.url(text, "/"), FetchOptions()).body, "text") << text;
@@ -172,7 +172,7 @@ TEST_F(OwnNetwork, RedirectsLeadToNoAddressThatIsNotPublic) {
   for (const char* text : NOT_PUBLIC) {
     server.on("/", redirect(server.url(text, "/secret")));
     const Fetched fetched = fetch(server.url("93.184.216.34", "/"), FetchOptions());
-    EXPECT_EQ(value(fetched.report.reason), value(FetchReason::REFUSED_ADDRESS)) << text;
+    EXPECT_EQ(value(fetched.report.reason), value(REFUSED_ADDRESS)) << text;
     EXPECT_EQ(fetched.report.http_status, 302);
   }
   EXPECT_EQ(server.paths(), std::vector<std::string>(NOT_PUBLIC.size(), "/"));
@@ -201,8 +201,8 @@ struct NameCase {
   std::vector<NameAnswer> answers;
   FetchReason guarded;
   std::string guarded_text;
-  FetchReason unguarded;
-  std::string unguarded_text;
+  FetchReason unguarded = guarded;
+  std::string unguarded_text = guarded_text;
 };
 void PrintTo(const NameCase& row, std::ostream* out) {
   *out << row.name;
@@ -235,60 +235,34 @@ TEST_P(NameServers, DecideNothingAboutTheGuard) {
   EXPECT_EQ(testing::open_descriptors(), before);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows, NameServers,
-    ::testing::ValuesIn<NameCase>({
-        {"public", {addresses({PUBLIC_HOST})}, FetchReason::FETCHED, "public", FetchReason::FETCHED, "public"},
-        {"private", {addresses({PRIVATE_HOST})}, FetchReason::REFUSED_ADDRESS, "", FetchReason::FETCHED, "private"},
-        {"private_and_public",
-         {addresses({PRIVATE_HOST, PUBLIC_HOST, "127.0.0.1"})},
-         FetchReason::FETCHED,
-         "public",
-         FetchReason::FETCHED,
-         "private"},
-        {"first_public_then_private",
-         {addresses({PUBLIC_HOST}), addresses({PRIVATE_HOST})},
-         FetchReason::REFUSED_ADDRESS,
-         "",
-         FetchReason::FETCHED,
-         "private"},
-        {"nobody_at_the_first",
-         {many("93.184.217.", 1, PUBLIC_HOST)},
-         FetchReason::FETCHED,
-         "public",
-         FetchReason::FETCHED,
-         "public"},
-        {"nobody_at_any",
-         {many("93.184.217.", 1, "93.184.217.2")},
-         FetchReason::CONNECTION_FAILED,
-         "",
-         FetchReason::CONNECTION_FAILED,
-         ""},
-        // libcurl goes on to the next address only after a fifth of a second.
-        {"two_hundred_public",
-         {many("93.184.217.", 199, PUBLIC_HOST)},
-         FetchReason::TIMED_OUT,
-         "",
-         FetchReason::TIMED_OUT,
-         ""},
-        {"two_hundred_private",
-         {many("10.1.3.", 199, PRIVATE_HOST)},
-         FetchReason::TIMED_OUT,
-         "",
-         FetchReason::TIMED_OUT,
-         ""},
-        {"no_such_name",
-         {{NameAnswer::NO_SUCH_NAME}},
-         FetchReason::NAME_NOT_RESOLVED,
-         "",
-         FetchReason::NAME_NOT_RESOLVED,
-         ""},
-        {"no_address", {addresses({})}, FetchReason::NAME_NOT_RESOLVED, "", FetchReason::NAME_NOT_RESOLVED, ""},
-        {"failure", {{NameAnswer::FAILURE}}, FetchReason::NAME_NOT_RESOLVED, "", FetchReason::NAME_NOT_RESOLVED, ""},
-        {"nonsense", {{NameAnswer::NONSENSE}}, FetchReason::TIMED_OUT, "", FetchReason::TIMED_OUT, ""},
-        {"silence", {{NameAnswer::SILENCE}}, FetchReason::TIMED_OUT, "", FetchReason::TIMED_OUT, ""},
-    }),
-    row_name);
+INSTANTIATE_TEST_SUITE_P(Rows, NameServers,
+                         ::testing::ValuesIn<NameCase>({
+                             {"public", {addresses({PUBLIC_HOST})}, FETCHED, "public"},
+                             {"private", {addresses({PRIVATE_HOST})}, REFUSED_ADDRESS, "", FETCHED, "private"},
+                             {"private_and_public",
+                              {addresses({PRIVATE_HOST, PUBLIC_HOST, "127.0.0.1"})},
+                              FETCHED,
+                              "public",
+                              FETCHED,
+                              "private"},
+                             {"first_public_then_private",
+                              {addresses({PUBLIC_HOST}), addresses({PRIVATE_HOST})},
+                              REFUSED_ADDRESS,
+                              "",
+                              FETCHED,
+                              "private"},
+                             {"nobody_at_the_first", {many("93.184.217.", 1, PUBLIC_HOST)}, FETCHED, "public"},
+                             {"nobody_at_any", {many("93.184.217.", 1, "93.184.217.2")}, CONNECTION_FAILED, ""},
+                             // libcurl goes on to the next address only after a fifth of a second.
+                             {"two_hundred_public", {many("93.184.217.", 199, PUBLIC_HOST)}, TIMED_OUT, ""},
+                             {"two_hundred_private", {many("10.1.3.", 199, PRIVATE_HOST)}, TIMED_OUT, ""},
+                             {"no_such_name", {{NameAnswer::NO_SUCH_NAME}}, NAME_NOT_RESOLVED, ""},
+                             {"no_address", {addresses({})}, NAME_NOT_RESOLVED, ""},
+                             {"failure", {{NameAnswer::FAILURE}}, NAME_NOT_RESOLVED, ""},
+                             {"nonsense", {{NameAnswer::NONSENSE}}, TIMED_OUT, ""},
+                             {"silence", {{NameAnswer::SILENCE}}, TIMED_OUT, ""},
+                         }),
+                         row_name);
 
 }  // namespace
 }  // namespace quillmere::http
