@@ -5,9 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -146,10 +144,6 @@ TEST(Allocations, ThatFailLeaveTheEarlierExport) {
       commerce::CommerceEnricher::process(matches(), {.pages = commerce::given_pages({})});
   const std::filesystem::path csv = directory.path() / "a.csv";
   const std::filesystem::path json = directory.path() / "a.json";
-  const auto content = [](const std::filesystem::path& path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  };
   fail_each_allocation(
       [&] {
         (void)commerce::export_commerce_to_csv(result, csv);

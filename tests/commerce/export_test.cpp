@@ -1,7 +1,5 @@
 #include "quillmere/commerce/export.hpp"
 
-#include <fstream>
-#include <iterator>
 #include <limits>
 
 #include "tests/support/row_name.hpp"
@@ -88,11 +86,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 class Export : public testing::Test {
  protected:
-  static std::string content(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-
   TemporaryDirectory directory;
 };
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tests/support/fetching.hpp"
+#include "tests/support/long_text.hpp"
 #include "tests/support/loopback_server.hpp"
 #include "tests/support/row_name.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -145,12 +146,6 @@ Script letters(std::size_t count) {
   return made([count] { return answer(200, std::string(count, 'x')); });
 }
 
-std::string repeated(std::string_view text, int times) {
-  std::string all;
-  for (int i = 0; i < times; ++i) all += text;
-  return all;
-}
-
 /// A chunked body, as given.
 Script chunks(const std::string& bytes) {
   return with_headers("Transfer-Encoding: chunked\r\n", bytes);
@@ -277,7 +272,7 @@ INSTANTIATE_TEST_SUITE_P(
          NONE, 200},
         {"many_headers", endless("HTTP/1.1 200 OK\r\n", "Name: " + std::string(1000, 'v') + "\r\n"), HEADERS_TOO_LARGE,
          NONE, 200},
-        {"many_short_headers", endless("HTTP/1.1 200 OK\r\n", repeated("a:\r\n", 1000)), HEADERS_TOO_LARGE, NONE, 200},
+        {"many_short_headers", endless("HTTP/1.1 200 OK\r\n", repeat("a:\r\n", 1000)), HEADERS_TOO_LARGE, NONE, 200},
         {"one_long_header", endless("HTTP/1.1 200 OK\r\nName: ", std::string(10000, 'v')), HEADERS_TOO_LARGE, NONE,
          200},
         {"large_cookie", answer(200, "text", {{"Set-Cookie", "a=" + std::string(1 << 20, 'c')}}), HEADERS_TOO_LARGE,
@@ -287,7 +282,7 @@ INSTANTIATE_TEST_SUITE_P(
          HEADERS_TOO_LARGE, NONE, 100},
         {"many_trailers",
          endless("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n",
-                 repeated("Name: value\r\n", 1000)),
+                 repeat("Name: value\r\n", 1000)),
          HEADERS_TOO_LARGE, NONE, 200},
         {"one_long_trailer",
          endless("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\nName:", std::string(10000, 'v')),
@@ -430,7 +425,7 @@ TEST_P(Http2Flood, HarmsNobody) {
 
 /// `first`, then `each` again and again, many in one TLS record.
 Script flood(const std::string& first, const std::string& each) {
-  return endless(first, repeated(each, std::max(1, 16'000 / static_cast<int>(each.size()))));
+  return endless(first, repeat(each, std::max<std::size_t>(1, 16'000 / each.size())));
 }
 
 const std::string OPEN_HEADERS = SETTLED + frame(HEADERS, 0, 1, STATUS_200);

@@ -17,4 +17,10 @@ inline std::string long_text(std::string_view unit) {
   return text;
 }
 
+inline std::string repeat(std::string_view unit, std::size_t times) {
+  std::string text;
+  for (std::size_t i = 0; i < times; ++i) text += unit;
+  return text;
+}
+
 }  // namespace quillmere

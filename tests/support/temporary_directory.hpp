@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -28,5 +30,11 @@ class TemporaryDirectory {
  private:
   std::filesystem::path _path;
 };
+
+/// All bytes of a file; empty when it cannot be read.
+inline std::string content(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
 
 }  // namespace quillmere

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/long_text.hpp"
 #include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
 
@@ -11,12 +12,6 @@
 
 namespace quillmere::text {
 namespace {
-
-std::string repeat(std::string_view piece, std::size_t times) {
-  std::string out;
-  for (std::size_t i = 0; i < times; ++i) out += piece;
-  return out;
-}
 
 struct ValueCase {
   std::string name;
