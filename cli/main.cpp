@@ -2,6 +2,7 @@
 #include <iostream>
 #include <new>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "cli/command_line.hpp"
@@ -13,10 +14,19 @@ namespace {
 
 using namespace quillmere::cli;
 
+/// Somebody who gave no input at a terminal would otherwise look at a tool that seems to hang.
+void tell_who_is_waited_for(const Settings& settings) {
+  if (settings.input || settings.quiet || ::isatty(STDIN_FILENO) != 1) return;
+  report("reading from the terminal; Ctrl-D ends the input, Ctrl-C the run");
+}
+
 int run(const std::vector<std::string>& arguments) {
   try {
     const Invocation invocation = read_command_line(arguments);
-    if (invocation.command != nullptr) return invocation.command->run(invocation.settings);
+    if (invocation.command != nullptr) {
+      tell_who_is_waited_for(invocation.settings);
+      return invocation.command->run(invocation.settings);
+    }
     StandardOutput output;
     output.buffer() = invocation.text;
     output.flush();
