@@ -1,7 +1,7 @@
 // Fetching pages in one call, 32 in flight and every body kept, against libcurl's own loop and, where these are
 // installed, wrk and curl --parallel, on the same server.
 //
-//   fetch              its own server on loopback
+//   fetch              its own server on loopback, and nginx, where that is installed
 //   fetch 10KB 100KB   two URLs of another server, which give pages of about these sizes
 //
 // The clients take turns in each of 7 rounds; a figure is the median of the rounds, a ratio the median of the rounds'
@@ -23,6 +23,7 @@
 
 #include "bench/child.hpp"
 #include "bench/measure.hpp"
+#include "bench/nginx_server.hpp"
 #include "bench/page_server.hpp"
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
@@ -206,14 +207,14 @@ double median_ratio(const Client& client, const Client& rival, Figure figure) {
   return bench::median(ratios);
 }
 
-void compare(const char* title, const Urls& urls, const char* bars) {
+void compare(const std::string& title, const Urls& urls, const char* bars) {
   std::vector<Client> clients = {{"quillmere", speed_of_quillmere}, {"libcurl alone", speed_of_libcurl}};
   if (bench::is_installed("wrk")) clients.push_back({"wrk -t1", speed_of_wrk});
   if (bench::is_installed("curl")) clients.push_back({"curl --parallel", speed_of_curl});
   for (int round = 0; round < ROUNDS; ++round) {
     for (Client& client : clients) client.speeds.push_back(client.measure(urls).value_or(Speed{}));
   }
-  std::printf("%s, %zu requests, %d in flight\n  %-18s %11s %16s %22s\n", title, urls.size(), IN_FLIGHT, "",
+  std::printf("%s, %zu requests, %d in flight\n  %-18s %11s %16s %22s\n", title.c_str(), urls.size(), IN_FLIGHT, "",
               "requests/s", "CPU s per 1,000", "quillmere against it");
   for (const Client& client : clients) {
     std::printf("  %-18s %11.0f %16.3f", client.name, median_of(client, &Speed::requests_per_second),
@@ -246,15 +247,26 @@ void measure_hanging_server(const std::string& origin) {
   std::printf("64 pages, 8 of them never answered, limit 5 s: %zu pages, %.2f s (to be at most 5.3)\n", pages, seconds);
 }
 
+void compare_both(const std::string& server, const std::string& small, const std::string& large) {
+  compare("pages of 10 KB from " + server, distinct(small, 10000),
+          "at least 0.40x the speed of wrk and 1.2x that of curl, at most 3x the CPU of wrk");
+  compare("pages of 100 KB from " + server, distinct(large, 2000),
+          "at least 0.33x the speed of wrk, at most 3x its CPU");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const bench::PageServer server;
-  const std::string small = argc == 3 ? argv[1] : server.origin() + "/bytes/10240";
-  const std::string large = argc == 3 ? argv[2] : server.origin() + "/bytes/102400";
-  compare("pages of 10 KB", distinct(small, 10000),
-          "at least 0.40x the speed of wrk and 1.2x that of curl, at most 3x the CPU of wrk");
-  compare("pages of 100 KB", distinct(large, 2000), "at least 0.33x the speed of wrk, at most 3x its CPU");
+  if (argc == 3) {
+    compare_both("the server given", argv[1], argv[2]);
+  } else {
+    compare_both("the program's own server", server.origin() + "/bytes/10240", server.origin() + "/bytes/102400");
+    if (bench::is_installed("nginx")) {
+      const bench::NginxServer nginx(SCRATCH + "-nginx", {10240, 102400});
+      compare_both("nginx", nginx.origin() + "/10240", nginx.origin() + "/102400");
+    }
+  }
   measure_slow_server(server.origin());
   measure_hanging_server(server.origin());
 }
