@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <unordered_map>
 
 #include "cli/batch_output.hpp"
 #include "cli/commands.hpp"
 #include "cli/fields.hpp"
+#include "cli/interrupt.hpp"
 #include "cli/line_reader.hpp"
 #include "cli/match_input.hpp"
 #include "cli/pages.hpp"
@@ -282,7 +284,14 @@ ExitStatus run_batch(const Settings& settings) {
                 .results = results,
                 .bar = bar,
                 .kept = kept};
-  work(shared);
+  {
+    std::optional<LastWords> on_interrupt;
+    if (!settings.quiet && !settings.outputs.empty() && settings.outputs.front() != "-") {
+      on_interrupt.emplace("interrupted; the same command with --resume goes on behind what " +
+                           in_quotes(settings.outputs.front()) + " holds");
+    }
+    work(shared);
+  }
   file.finish();
   if (!settings.quiet) {
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;

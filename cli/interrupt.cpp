@@ -6,19 +6,25 @@
 #include <string_view>
 #include <unistd.h>
 
+#include "cli/errors.hpp"
+
 namespace quillmere::cli {
 namespace {
 
 std::atomic<int> holds{0};
 std::atomic<int> pending_signal{0};
 std::atomic<bool> line_to_clear{false};
-static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+std::atomic<const std::string*> last_words{nullptr};
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
+              std::atomic<const std::string*>::is_always_lock_free);
+
+void write_to_standard_error(std::string_view text) {
+  [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text.data(), text.size());
+}
 
 [[noreturn]] void end_by(int signal_number) {
-  if (line_to_clear) {
-    constexpr std::string_view CLEAR_LINE = "\r\x1b[K";
-    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, CLEAR_LINE.data(), CLEAR_LINE.size());
-  }
+  if (line_to_clear) write_to_standard_error("\r\x1b[K");
+  if (const std::string* const text = last_words) write_to_standard_error(*text);
   ::_exit(128 + signal_number);
 }
 
@@ -54,6 +60,14 @@ InterruptHold::~InterruptHold() {
 
 void set_line_to_clear(bool on_terminal) {
   line_to_clear = on_terminal;
+}
+
+LastWords::LastWords(const std::string& text) : _text("quillmere: " + printable(text) + "\n") {
+  last_words = &_text;
+}
+
+LastWords::~LastWords() {
+  last_words = nullptr;
 }
 
 }  // namespace quillmere::cli

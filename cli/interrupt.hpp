@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 /// Ctrl-C: the tool ends at once, whatever it is doing, with nothing half written.
 namespace quillmere::cli {
 
@@ -18,5 +20,18 @@ class InterruptHold {
 
 /// Whether an unfinished line stands on the terminal, to be cleared when an interrupt ends the tool.
 void set_line_to_clear(bool on_terminal);
+
+/// What an interrupt says before it ends the tool, while one exists; only one at a time.
+class LastWords {
+ public:
+  /// `text` becomes a line as `report` writes one.
+  explicit LastWords(const std::string& text);
+  ~LastWords();
+  LastWords(const LastWords&) = delete;
+  LastWords& operator=(const LastWords&) = delete;
+
+ private:
+  std::string _text;
+};
 
 }  // namespace quillmere::cli

@@ -166,7 +166,10 @@ TEST(BatchRun, AnInterruptLeavesWholeLines) {
   while (workspace.read("out.jsonl") != result("1") + result("2")) {
   }
   tool.send(SIGINT);
-  EXPECT_EQ(tool.finish(), (ToolResult{"", "", 130}));
+  EXPECT_EQ(tool.finish(),
+            (ToolResult{
+                "", "quillmere: interrupted; the same command with --resume goes on behind what \"out.jsonl\" holds\n",
+                130}));
   EXPECT_EQ(workspace.read("out.jsonl"), result("1") + result("2"));
 }
 
