@@ -1,6 +1,7 @@
 #include "quillmere/commerce/destination_metadata_parser.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -23,6 +24,13 @@ using page::WorkingValues;
 
 /// Pages up to this many characters say nothing: they are stubs, blocks and bare redirects.
 constexpr std::size_t SHORT_PAGE_CHARACTERS = 200;
+
+bool is_long_enough(std::string_view html) {
+  if (text::is_longer_than(html, SHORT_PAGE_CHARACTERS)) return true;
+  // Stray bytes, which that does not count, are read as a character each.
+  return !text::is_valid_utf8(html) &&
+         text::is_longer_than(text::to_valid_utf8(std::string(html)), SHORT_PAGE_CHARACTERS);
+}
 
 std::string page_domain(std::string_view netloc) {
   constexpr std::string_view PREFIX = "www.";
@@ -74,8 +82,10 @@ void read_product(PageReader& page, WorkingValues& values) {
 }
 
 std::int64_t match_score(const WorkingValues& values, std::int64_t rank) {
-  constexpr std::int64_t LAST_DISTINCT_RANK = 17;  // from here on the score is 50
-  rank = std::clamp(rank, -LAST_DISTINCT_RANK, LAST_DISTINCT_RANK);
+  // From the last on the score is 50; below the lowest it would overflow.
+  constexpr std::int64_t LAST_DISTINCT_RANK = 17;
+  constexpr std::int64_t LOWEST_RANK = std::numeric_limits<std::int64_t>::min() / 4;
+  rank = std::clamp(rank, LOWEST_RANK, LAST_DISTINCT_RANK);
   const std::int64_t score = std::max<std::int64_t>(50, 98 - 3 * (rank - 1));
   const bool is_brand_in_title =
       !page::is_missing(values.brand) && page::contains(text::to_lower(values.title), text::to_lower(*values.brand));
@@ -116,7 +126,7 @@ PageMetadata DestinationMetadataParser::parse_metadata(std::optional<std::string
                                                        const std::optional<NormalizedPrice>& initial_price,
                                                        std::optional<bool> initial_stock, std::int64_t rank) {
   WorkingValues values = seed(direct_url, initial_title, initial_merchant, initial_price, initial_stock);
-  if (html && text::is_longer_than(*html, SHORT_PAGE_CHARACTERS)) {
+  if (html && is_long_enough(*html)) {
     static thread_local PageReader page;
     page.open(*html);  // before it is validated: this reads memory that is not in the caches faster
     std::string replaced;

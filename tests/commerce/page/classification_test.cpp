@@ -31,6 +31,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"seventeenth_rank", nullptr, "score=50", "https://a.example/x", "Item name", "", {}, {}, 17},
         {"fortieth_rank", nullptr, "score=50", "https://a.example/x", "Item name", "", {}, {}, 40},
         {"largest_rank", nullptr, "score=50", "https://a.example/x", "Item name", "", {}, {}, INT64_MAX},
+        {"rank_below_the_first", nullptr, "score=401", "https://a.example/x", "Item name", "", {}, {}, -100},
+        {"smallest_rank", nullptr, "score=99", "https://a.shop/", "acme bag", "Acme", {}, {}, INT64_MIN},
         {"out_of_stock_on_a_marketplace",
          nullptr,
          "type=marketplace\nstock=out_of_stock",
@@ -138,6 +140,10 @@ TEST(PageLength, TwoHundredCharactersAreNoPage) {
   const auto title = [&] { return DestinationMetadataParser::parse_metadata(page, "https://a.example/x", "ab").title; };
   EXPECT_EQ(title(), "ab");
   page += "ä";
+  EXPECT_EQ(title(), "Page Title");
+  // A stray byte is read as a character of its own.
+  page.erase(page.size() - 2);
+  page += '\x80';
   EXPECT_EQ(title(), "Page Title");
 }
 
