@@ -82,7 +82,7 @@ std::optional<std::string> PageFile::read(const std::string& url) const {
   while (length < raw.size()) {
     const ssize_t count = ::pread(_file.descriptor(), raw.data() + length, raw.size() - length,
                                   static_cast<off_t>(place->second.offset + length));
-    if (count <= 0 && errno != EINTR) break;
+    if (count == 0 || (count < 0 && errno != EINTR)) break;
     if (count > 0) length += static_cast<std::size_t>(count);
   }
   text::JsonDocument document;
