@@ -81,11 +81,13 @@ std::string behind_its_command(std::string_view word) {
   return "";
 }
 
+[[noreturn]] void refuse_argument(const CommandRow& command, const std::string& argument) {
+  misunderstood("unexpected argument " + in_quotes(argument) + "; usage: " + synopsis(command));
+}
+
 /// What CLI11 could place nowhere: an option that the command lacks, or an argument too many.
 [[noreturn]] void refuse_extra(const CommandRow& command, const std::string& extra) {
-  if (extra.size() < 2 || extra.front() != '-') {
-    misunderstood("unexpected argument " + in_quotes(extra) + "; usage: " + synopsis(command));
-  }
+  if (extra.size() < 2 || extra.front() != '-') refuse_argument(command, extra);
   std::vector<std::string> names;
   for (const OptionRow* option : options_of(command)) names.push_back(dashed(*option));
   const std::vector<std::string_view> known(names.begin(), names.end());
@@ -131,8 +133,11 @@ Invocation read_command(const CommandRow& command, std::vector<std::string> argu
     refuse(command, error);
   }
   if (app.count("--help") > 0) return {nullptr, {}, &command == &general() ? help() : help(command)};
+  bool is_behind_dashes = false;  // where nothing is an option
   for (const std::string& extra : app.remaining()) {
+    if (is_behind_dashes) refuse_argument(command, extra);
     if (extra != "--") refuse_extra(command, extra);
+    is_behind_dashes = true;
   }
   for (const auto& [row, option] : given) take(invocation.settings, *row, option->results());
   for (std::size_t i = 0; i < positionals.size(); ++i) {

@@ -82,6 +82,9 @@ INSTANTIATE_TEST_SUITE_P(
         {"argument_too_many",
          {"enrich", "a", "b\x1b[2J"},
          "unexpected argument \"b\\x1b[2J\"; usage: quillmere enrich [INPUT] [-o FILE]... [-f FORMAT]"},
+        {"option_behind_dashes",
+         {"enrich", "a", "--", "--quiet"},
+         "unexpected argument \"--quiet\"; usage: quillmere enrich [INPUT] [-o FILE]... [-f FORMAT]"},
         {"operation_missing",
          {"inspect"},
          "which operation? expected url, price, merchant or page; usage: quillmere inspect url|price|merchant|page "
