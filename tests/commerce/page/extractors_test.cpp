@@ -22,10 +22,6 @@ struct PieceCase {
   friend std::ostream& operator<<(std::ostream& out, const PieceCase& row) { return out << row.html; }
 };
 
-std::string name_of(const testing::TestParamInfo<PieceCase>& info) {
-  return info.param.name;
-}
-
 std::string name_member(text::JsonValue object) {
   const auto name = object.find("name");
   return name ? name->string() : "?";
@@ -86,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"too_deep_costs_itself", ld(std::string(2000, '[')) + ld(R"({"@type":"Product","name":"B"})"), " B"},
         {"deep_enough", ld(std::string(500, '[') + R"({"@type":"Product","name":"A"})" + std::string(500, ']')), " A"},
     }),
-    name_of);
+    row_name);
 
 std::string state(const std::string& json) {
   return "<script id=\"__NEXT_DATA__\">" + json + "</script>";
@@ -105,7 +101,6 @@ TEST_P(NextData, IsTheProductObject) {
 INSTANTIATE_TEST_SUITE_P(
     State, NextData,
     testing::ValuesIn<PieceCase>({
-        {"no_script", "<p>", "-"},
         {"no_json", state("{"), "-"},
         {"null_props", state(R"({"props":null})"), "-"},
         {"array_at_the_top", state("[]"), "-"},
@@ -121,7 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"one_key_is_not_enough", props(R"({"a":{"name":1,"sku":1}})"), "-"},
         {"first_script_only", state("{") + props(R"({"item":{}})"), "-"},
     }),
-    name_of);
+    row_name);
 
 class HtmlTitle : public testing::TestWithParam<PieceCase> {};
 
@@ -135,9 +130,8 @@ INSTANTIATE_TEST_SUITE_P(Titles, HtmlTitle,
                              {"references_stay", "<TITLE lang=en>A &amp; B</Title><title>C</title>", "A &amp; B"},
                              {"blank_is_present", "<title> \u2003 </title>", ""},
                              {"none", "<p>title</p>", "-"},
-                             {"unclosed", "<title>A", "-"},
                          }),
-                         name_of);
+                         row_name);
 
 struct MetaCase {
   const char* name;
@@ -167,18 +161,7 @@ INSTANTIATE_TEST_SUITE_P(
          {{"og:title", "B"}}},
         {"empty_content_is_ignored", "<meta name=\"a\" content=\"A\"><meta name='a' content=''>", {{"a", "A"}}},
         {"blank_key_and_content", "<meta name=' ' content='A'><meta name='b' content='\u00A0'>", {}},
-        {"unquoted_is_no_attribute", "<meta name=a content=\"A\">", {}},
         {"stripped_and_not_decoded", "<meta content=' A&amp;B ' name='\u2003K\n'>", {{"k", "A&amp;B"}}},
-        {"first_attribute_gives_the_key", "<meta name=\"a\" property=\"b\" content=\"A\">", {{"a", "A"}}},
-        {"names_that_end_in_name", "<meta data-name=\"a\" property='b' content='A'>", {{"a", "A"}}},
-        {"contents_that_end_in_content", "<meta name=\"a\" data-content='A' content='B'>", {{"a", "A"}}},
-        {"empty_key_is_passed_over", "<meta name=\"\" property=\"b\" content=\"A\">", {{"b", "A"}}},
-        {"quotes_of_two_kinds", "<meta name=\"a' content='A\">", {{"a", "A"}}},
-        {"no_whitespace_behind_meta", "<metaname=\"a\" content=\"A\"><meta/ name=\"a\" content=\"A\">", {}},
-        {"unicode_whitespace_behind_meta", "<meta\u00A0name=\"a\" content=\"A\">", {{"a", "A"}}},
-        {"tag_end_inside_a_content", "<meta name=\"a\" content=\"A>B\"><meta name=\"c\" content=\"C\">", {{"c", "C"}}},
-        {"meta_inside_a_tag", "<meta x <meta name=\"a\" content=\"A\">", {{"a", "A"}}},
-        {"unclosed", "<meta name=\"a\" content=\"A\"", {}},
         {"unicode_lower_case",
          "<meta name=\"\u00C9T\u212A\" content=\"A\"><meta name=\"ma\u212Ae\" content=\"B\">",
          {{"\u00E9tk", "A"}, {"make", "B"}}},

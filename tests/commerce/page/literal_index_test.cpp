@@ -6,7 +6,6 @@
 #include <random>
 #include <string>
 
-#include "tests/support/page_fragments.hpp"
 #include <gtest/gtest.h>
 
 #include "quillmere/commerce/page/scan.hpp"
@@ -77,16 +76,6 @@ TEST_P(EveryPass, FindsLiteralsAtEveryPlaceOfABlockAndAtBothEnds) {
         expect_naive_positions(page);
       }
     }
-  }
-}
-
-TEST_P(EveryPass, FindsWhatANaiveSearchFindsInFragments) {
-  PageFragments fragments(1);
-  std::string page;
-  for (int round = 0; round < 3000; ++round) {
-    page.clear();
-    for (int count = round % 7; count >= 0; --count) page += fragments.next();
-    expect_naive_positions(page);
   }
 }
 
