@@ -86,15 +86,5 @@ TEST(Process, AnInterruptReachesAToolThatWaitsForTheReaderOfAPipe) {
   EXPECT_EQ(tool.finish(), (ToolResult{"", "", 130}));
 }
 
-TEST(Process, WritesThroughANamedPipe) {
-  const Workspace workspace;
-  ASSERT_EQ(::mkfifo((workspace.path() / "fifo.jsonl").c_str(), 0600), 0);
-  Tool tool({"enrich", "-o", "fifo.jsonl", "--pages", "/dev/null", "--quiet"}, workspace.path());
-  tool.write(R"([{"link":"a","title":"Item Number 1"}])");
-  tool.close_input();
-  EXPECT_NE(workspace.read("fifo.jsonl").find("Item Number 1"), std::string::npos);
-  EXPECT_EQ(tool.finish(), (ToolResult{"", "", 0}));
-}
-
 }  // namespace
 }  // namespace quillmere::tests

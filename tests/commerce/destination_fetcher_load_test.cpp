@@ -33,19 +33,7 @@ using boost::asio::cancellation_type;
 using boost::asio::io_context;
 using http::FetchOptions;
 using http::FetchReason;
-using testing::answer;
-using testing::Exchange;
-using testing::late;
-using testing::LoopbackServer;
-using testing::on_loopback;
-using testing::silent;
-using testing::Stopwatch;
-
-std::vector<std::string> numbered(const LoopbackServer& server, const std::string& path, int count) {
-  std::vector<std::string> urls;
-  for (int i = 0; i < count; ++i) urls.push_back(server.url(path + "?n=" + std::to_string(i)));
-  return urls;
-}
+using namespace quillmere::testing;
 
 bool is_aborted(const std::exception_ptr& error) {
   try {
@@ -65,7 +53,7 @@ TEST(FetcherLoad, TenThousandMatchesNoneLostOrderKeptNothingLeft) {
   const int before = testing::open_descriptors();
   {
     std::vector<VisualMatch> matches;
-    for (const std::string& url : numbered(server, "/page", 10'000)) matches.push_back({.link = url, .title = "a"});
+    for (const std::string& url : server.urls("/page", 10'000)) matches.push_back({.link = url, .title = "a"});
     const CommerceIntelligence result =
         CommerceEnricher::process(matches, {.pages = fetched_pages(std::nullopt, 5, on_loopback())});
     ASSERT_EQ(result.items.size(), matches.size());
@@ -85,7 +73,7 @@ TEST(FetcherLoad, OneHostAndOneUrlAgainAndAgain) {
   LoopbackServer server;
   server.on("/page", late(2ms, answer(200, "x")));
   std::vector<std::string> urls(1000, server.url("/page"));
-  const std::vector<std::string> links = numbered(server, "/page", 500);
+  const std::vector<std::string> links = server.urls("/page", 500);
   urls.insert(urls.end(), links.begin(), links.end());
   const HtmlMap pages = testing::run(ScraplingDestinationFetcher::fetch_many(urls, 8, 5, on_loopback()));
   EXPECT_EQ(std::count_if(pages.begin(), pages.end(), [](const auto& page) { return page.second == "x"; }), 501);
@@ -130,7 +118,7 @@ TEST(FetcherLoad, CancellingABatchCancelsAllOfItAtOnce) {
   server.on("/page", answer(200, "x"));
   io_context loop;
   boost::asio::cancellation_signal cancellation;
-  std::vector<std::string> urls = numbered(server, "/silent", 50);
+  std::vector<std::string> urls = server.urls("/silent", 50);
   urls.push_back(server.url("/page"));
   int cancelled = 0;
   FetchOptions options = on_loopback();
@@ -196,8 +184,7 @@ TEST(FetcherLoad, CancellingAtAnyMomentEndsABatchOnce) {
     io_context loop;
     boost::asio::cancellation_signal cancellation;
     int ends = 0;
-    boost::asio::co_spawn(loop,
-                          ScraplingDestinationFetcher::fetch_many(numbered(server, "/page", 40), 4, 5, on_loopback()),
+    boost::asio::co_spawn(loop, ScraplingDestinationFetcher::fetch_many(server.urls("/page", 40), 4, 5, on_loopback()),
                           boost::asio::bind_cancellation_slot(
                               cancellation.slot(), [&](const std::exception_ptr& error, const HtmlMap& pages) {
                                 ++ends;
@@ -221,8 +208,8 @@ TEST(FetcherLoad, DestroyingTheContextDropsWhatRuns) {
   const int before = testing::open_descriptors();
   for (const auto run_for : {0ms, 5ms, 100ms}) {
     auto loop = std::make_unique<io_context>();
-    std::vector<std::string> urls = numbered(server, "/page", 2000);
-    const std::vector<std::string> stuck = numbered(server, "/silent", 2000);
+    std::vector<std::string> urls = server.urls("/page", 2000);
+    const std::vector<std::string> stuck = server.urls("/silent", 2000);
     urls.insert(urls.end(), stuck.begin(), stuck.end());
     boost::asio::co_spawn(*loop, ScraplingDestinationFetcher::fetch_many(urls, 8, 5, on_loopback()),
                           [](const std::exception_ptr&, const HtmlMap&) { FAIL() << "nobody is there any more"; });
@@ -247,7 +234,7 @@ TEST(FetcherLoad, ManyThreadsRunOneContext) {
   for (int batch = 0; batch < 24; ++batch) {
     const bool is_allowed = batch % 3 != 0;
     const bool is_stuck = batch % 3 == 1;
-    std::vector<std::string> urls = numbered(server, "/page", 100);
+    std::vector<std::string> urls = server.urls("/page", 100);
     if (is_stuck) urls.push_back(server.url("/silent"));
     FetchOptions options;
     options.allow_private_networks = is_allowed;
@@ -285,7 +272,7 @@ TEST(FetcherLoad, ContextsOnTheirOwnThreads) {
     threads.emplace_back([&] {
       for (int round = 0; round < 5; ++round) {
         const HtmlMap pages =
-            testing::run(ScraplingDestinationFetcher::fetch_many(numbered(server, "/page", 50), 8, 5, on_loopback()));
+            testing::run(ScraplingDestinationFetcher::fetch_many(server.urls("/page", 50), 8, 5, on_loopback()));
         for (const auto& [url, html] : pages) whole += html.has_value();
       }
     });

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/row_name.hpp"
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -66,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(Counts, MaxItems,
                                                        {"all_but_five", -5, 0},
                                                        {"smallest", INT64_MIN, 0},
                                                        {"largest", INT64_MAX, 5}}),
-                         [](const testing::TestParamInfo<SliceCase>& row) { return row.param.name; });
+                         row_name);
 
 TEST(Pipeline, EmptyInputAsksNobody) {
   EmptySource pages;
@@ -140,8 +141,9 @@ TEST(Pipeline, RelevanceFunctionsAreLookedUpOnEachCallAndSeeEachItemOnce) {
   EXPECT_EQ(graded, (std::vector<std::string>{"Item a", "Item b"}));
   EXPECT_EQ(result.items[1].relevance, RelevanceGrade::LOW);
   EXPECT_EQ(result.summary.total_priced_matches, 200);
-  EXPECT_EQ(CommerceEnricher::process(five_matches(), {.pages = pages.source()}).items[0].relevance,
-            RelevanceGrade::MEDIUM);
+  const CommerceIntelligence by_default = CommerceEnricher::process(five_matches(), {.pages = pages.source()});
+  EXPECT_EQ(by_default.items[0].relevance, RelevanceGrade::MEDIUM);
+  EXPECT_EQ(by_default.summary.total_priced_matches, 0);
 }
 
 TEST(Pipeline, ErrorsReachTheCallerUnchanged) {

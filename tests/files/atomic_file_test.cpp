@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <fcntl.h>
 #include <string>
 #include <thread>
@@ -13,7 +12,6 @@
 #include "tests/support/temporary_directory.hpp"
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace quillmere::files {
@@ -97,30 +95,6 @@ TEST_F(AtomicFileTest, ALinkStaysALink) {
     EXPECT_TRUE(fs::is_symlink(at("link")));
     EXPECT_EQ(content(at("d/target")), text);
   }
-}
-
-TEST_F(AtomicFileTest, AFailedWriteLeavesTheEarlierFile) {
-  write_file(at("f"), "earlier");
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &before), 0);
-  auto* const handler = std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit limit = {1000, before.rlim_max};
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &limit), 0);
-  EXPECT_THROW(write_file(at("f"), std::string(5000, 'x')), fs::filesystem_error);
-  ::setrlimit(RLIMIT_FSIZE, &before);
-  std::signal(SIGXFSZ, handler);
-  EXPECT_EQ(content(at("f")), "earlier");
-  EXPECT_THAT(names(), ElementsAre("f"));
-}
-
-TEST_F(AtomicFileTest, AFailedCommitLeavesNothingBehind) {
-  {
-    AtomicFile file(at("f"));
-    file.write("new");
-    fs::create_directory(at("f"));
-    EXPECT_THROW(file.commit(), fs::filesystem_error);
-  }
-  EXPECT_THAT(names(), ElementsAre("f"));
 }
 
 TEST_F(AtomicFileTest, APipeIsWrittenInPlace) {

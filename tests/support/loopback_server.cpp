@@ -190,6 +190,12 @@ std::string LoopbackServer::url(const std::string& host, std::string_view path) 
          std::string(path);
 }
 
+std::vector<std::string> LoopbackServer::urls(const std::string& path, int count) const {
+  std::vector<std::string> all;
+  for (int i = 0; i < count; ++i) all.push_back(url(path + "?n=" + std::to_string(i)));
+  return all;
+}
+
 int LoopbackServer::connections() const {
   const std::lock_guard lock(_mutex);
   return _connections;

@@ -89,6 +89,9 @@ class LoopbackServer {
   /// The same at another of its addresses or names.
   [[nodiscard]] std::string url(const std::string& host, std::string_view path) const;
 
+  /// `count` of them, which differ in their query: "<path>?n=0" and on.
+  [[nodiscard]] std::vector<std::string> urls(const std::string& path, int count) const;
+
   [[nodiscard]] int connections() const;                 ///< accepted so far
   [[nodiscard]] int open_connections() const;            ///< of those, still open
   [[nodiscard]] int peak() const;                        ///< most requests that were in the works at once
