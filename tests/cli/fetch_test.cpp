@@ -11,11 +11,7 @@ namespace quillmere::tests {
 namespace {
 
 using namespace std::chrono_literals;
-using ::quillmere::testing::answer;
-using ::quillmere::testing::LoopbackServer;
-using ::quillmere::testing::raw;
-using ::quillmere::testing::redirect;
-using ::quillmere::testing::silent;
+using namespace quillmere::testing;
 
 std::string match(const std::string& link) {
   return R"({"link":")" + link + R"(","title":"Item Number 1"})";

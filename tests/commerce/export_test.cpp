@@ -27,52 +27,49 @@ TEST_P(CsvRow, IsExactToTheByte) {
   EXPECT_EQ(commerce_to_csv(commerce), std::string(HEADER) + GetParam().row);
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, CsvRow,
-                         testing::ValuesIn<RowCase>({
-                             {"nothing", [](auto&) {}, "0%,,uncategorized,,,,,,,,,,,,\r\n"},
-                             {"everything",
-                              [](auto& match) {
-                                match.title = "Lamp";
-                                match.direct_url = "d";
-                                match.original_url = "o";
-                                match.price = NormalizedPrice{"$20", 20, "USD"};
-                                match.merchant_name = "Shop";
-                                match.merchant_category = MerchantCategory::UNVERIFIED;
-                                match.thumbnail = "not written";
-                                match.match_score = 87;
-                                match.page_type = PageType::PRODUCT;
-                                match.brand = "B";
-                                match.sku = "S";
-                                match.condition = ItemCondition::USED;
-                                match.stock_status = StockStatus::OUT_OF_STOCK;
-                                match.primary_image_url = "i";
-                                match.shipping_info = "not written";
-                                match.relevance = RelevanceGrade::HIGH;
-                              },
-                              "87%,high,product,B,S,used,Lamp,20.0,USD,out_of_stock,Shop,unverified,d,o,i\r\n"},
-                             {"empty_texts",
-                              [](auto& match) {
-                                match.brand = match.sku = match.merchant_name = match.primary_image_url = "";
-                                match.price = NormalizedPrice{"", 1e-05, ""};
-                              },
-                              "0%,,uncategorized,,,,,1e-05,,,,,,,\r\n"},
-                             {"negative_numbers",
-                              [](auto& match) {
-                                match.match_score = -5;
-                                match.price = NormalizedPrice{"", -19.99, "EUR"};
-                              },
-                              "-5%,,uncategorized,,,,,-19.99,EUR,,,,,,\r\n"},
-                             {"amount_that_is_not_finite",
-                              [](auto& match) {
-                                match.price = NormalizedPrice{"", std::numeric_limits<double>::infinity(), "EUR"};
-                              },
-                              "0%,,uncategorized,,,,,,EUR,,,,,,\r\n"},
-                         }),
-                         row_name);
-
 INSTANTIATE_TEST_SUITE_P(
-    Quoting, CsvRow,
+    Rows, CsvRow,
     testing::ValuesIn<RowCase>({
+        // Values.
+        {"nothing", [](auto&) {}, "0%,,uncategorized,,,,,,,,,,,,\r\n"},
+        {"everything",
+         [](auto& match) {
+           match.title = "Lamp";
+           match.direct_url = "d";
+           match.original_url = "o";
+           match.price = NormalizedPrice{"$20", 20, "USD"};
+           match.merchant_name = "Shop";
+           match.merchant_category = MerchantCategory::UNVERIFIED;
+           match.thumbnail = "not written";
+           match.match_score = 87;
+           match.page_type = PageType::PRODUCT;
+           match.brand = "B";
+           match.sku = "S";
+           match.condition = ItemCondition::USED;
+           match.stock_status = StockStatus::OUT_OF_STOCK;
+           match.primary_image_url = "i";
+           match.shipping_info = "not written";
+           match.relevance = RelevanceGrade::HIGH;
+         },
+         "87%,high,product,B,S,used,Lamp,20.0,USD,out_of_stock,Shop,unverified,d,o,i\r\n"},
+        {"empty_texts",
+         [](auto& match) {
+           match.brand = match.sku = match.merchant_name = match.primary_image_url = "";
+           match.price = NormalizedPrice{"", 1e-05, ""};
+         },
+         "0%,,uncategorized,,,,,1e-05,,,,,,,\r\n"},
+        {"negative_numbers",
+         [](auto& match) {
+           match.match_score = -5;
+           match.price = NormalizedPrice{"", -19.99, "EUR"};
+         },
+         "-5%,,uncategorized,,,,,-19.99,EUR,,,,,,\r\n"},
+        {"amount_that_is_not_finite",
+         [](auto& match) {
+           match.price = NormalizedPrice{"", std::numeric_limits<double>::infinity(), "EUR"};
+         },
+         "0%,,uncategorized,,,,,,EUR,,,,,,\r\n"},
+        // Quoting.
         {"comma", [](auto& match) { match.title = "a,b"; }, "0%,,uncategorized,,,,\"a,b\",,,,,,,,\r\n"},
         {"quotes", [](auto& match) { match.title = "\"a\" b"; }, "0%,,uncategorized,,,,\"\"\"a\"\" b\",,,,,,,,\r\n"},
         {"line_feed", [](auto& match) { match.title = "a\nb"; }, "0%,,uncategorized,,,,\"a\nb\",,,,,,,,\r\n"},

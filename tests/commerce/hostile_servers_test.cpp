@@ -28,19 +28,7 @@ using http::FetchReason;
 using enum http::FetchReason;
 using http::FetchReport;
 using http::MAX_BODY_BYTES;
-using testing::answer;
-using testing::Certificate;
-using testing::endless;
-using testing::Exchange;
-using testing::frame;
-using testing::late;
-using testing::LoopbackServer;
-using testing::on_loopback;
-using testing::raw;
-using testing::redirect;
-using testing::reset;
-using testing::Script;
-using testing::silent;
+using namespace quillmere::testing;
 
 using Text = std::optional<std::string>;
 using Status = std::optional<int>;
@@ -86,10 +74,11 @@ void expect_end(LoopbackServer& server, const std::string& bad, const FetchOptio
   EXPECT_EQ(testing::open_descriptors(), before);
 }
 
+/// Without a reason, which limit is the first to end it is a matter of speed.
 struct ServerCase {
   const char* name;
   Script script;
-  FetchReason reason;
+  std::optional<FetchReason> reason;
   Text page;
   Status status;
 };
@@ -152,8 +141,9 @@ Script chunks(const std::string& bytes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Whole, HostileServer,
+    Rows, HostileServer,
     ::testing::ValuesIn<ServerCase>({
+        // Whole.
         {"ok", answer(200, "text"), FETCHED, "text", 200},
         {"utf8", answer(200, "\u20ac 5"), FETCHED, "\u20ac 5", 200},
         {"not_found", answer(404, "gone"), FETCHED, "gone", 404},
@@ -199,12 +189,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"sets_cookies",
          answer(200, "text", {{"Set-Cookie", "a=b; Domain=com"}, {"Set-Cookie", std::string(90'000, 'c')}}), FETCHED,
          "text", 200},
-    }),
-    row_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Broken, HostileServer,
-    ::testing::ValuesIn<ServerCase>({
+        // Broken.
         {"closed_before_the_answer", raw(""), CONNECTION_LOST, NONE, NONE},
         {"reset_before_the_answer", reset(""), CONNECTION_LOST, NONE, NONE},
         // libcurl takes what it has for the whole head of an answer without a body.
@@ -228,12 +213,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"gzip_with_another_sum", encoded("gzip", GZIP.substr(0, 27) + "sums" + GZIP.substr(31)), BAD_ENCODING, NONE,
          200},
         {"unknown_encoding", encoded("rot13", "plain"), BAD_ENCODING, NONE, 200},
-    }),
-    row_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Slow, HostileServer,
-    ::testing::ValuesIn<ServerCase>({
+        // Slow.
         {"silent", silent(), TIMED_OUT, NONE, NONE},
         {"stops_in_headers", silent("HTTP/1.1 200 OK\r\nA:"), TIMED_OUT, NONE, 200},
         {"stops_before_the_end", silent("HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nninety-nine"), TIMED_OUT, NONE,
@@ -249,12 +229,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"endless_chunk_extension",
          endless("HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1;", std::string(1000, 'x'), 1ms), TIMED_OUT,
          NONE, 200},
-    }),
-    row_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Large, HostileServer,
-    ::testing::ValuesIn<ServerCase>({
+        // Large.
         {"one_byte_larger", letters(MAX_BODY_BYTES + 1), BODY_TOO_LARGE, NONE, 200},
         {"endless_body", endless("HTTP/1.1 200 OK\r\n\r\n", std::string(1 << 20, 'x')), BODY_TOO_LARGE, NONE, 200},
         {"endless_chunks",
@@ -403,26 +378,6 @@ INSTANTIATE_TEST_SUITE_P(
     }),
     row_name);
 
-/// Frames as fast as they are read. Which limit is the first to end that is a matter of speed.
-struct FloodCase {
-  const char* name;
-  Script script;
-};
-void PrintTo(const FloodCase& row, std::ostream* out) {
-  *out << row.name;
-}
-
-class Http2Flood : public ::testing::TestWithParam<FloodCase> {};
-
-TEST_P(Http2Flood, HarmsNobody) {
-  const Certificate certificate("IP:127.0.0.1");
-  const Authorities authorities(certificate);
-  LoopbackServer server;
-  server.secure(certificate, true);
-  server.on("*", GetParam().script);
-  expect_end(server, server.url("/"), authorities.trusted(), NONE, NONE, NONE);
-}
-
 /// `first`, then `each` again and again, many in one TLS record.
 Script flood(const std::string& first, const std::string& each) {
   return endless(first, repeat(each, std::max<std::size_t>(1, 16'000 / each.size())));
@@ -431,21 +386,25 @@ Script flood(const std::string& first, const std::string& each) {
 const std::string OPEN_HEADERS = SETTLED + frame(HEADERS, 0, 1, STATUS_200);
 const std::string KEPT_HEADER = "\x40\x01n\x7f\x91\x02" + std::string(400, 'v');  // number 62 from then on
 
-INSTANTIATE_TEST_SUITE_P(Of, Http2Flood,
-                         ::testing::ValuesIn<FloodCase>({
-                             {"resets", flood(ANSWERED, frame(RST_STREAM, 0, 1, "\0\0\0\2"s))},
-                             {"settings", flood(ANSWERED, SETTLED)},
-                             {"pings", flood(ANSWERED, frame(PING, 0, 0, WORD + WORD))},
-                             {"priorities", flood(ANSWERED, frame(PRIORITY, 0, 3, WORD + "1"))},
-                             {"window_updates", flood(ANSWERED, frame(WINDOW_UPDATE, 0, 9, "\0\0\0\1"s))},
-                             {"unknown_frames", flood(ANSWERED, frame(99, 0, 0))},
-                             {"empty_bodies", flood(ANSWERED, frame(DATA, 0, 1))},
-                             {"empty_continuations", flood(OPEN_HEADERS, frame(CONTINUATION, 0, 1))},
-                             {"continuations", flood(OPEN_HEADERS, frame(CONTINUATION, 0, 1, KEPT_HEADER))},
-                             {"header_by_number", flood(SETTLED + frame(HEADERS, 0, 1, STATUS_200 + KEPT_HEADER),
-                                                        frame(CONTINUATION, 0, 1, std::string(10'000, '\xbe')))},
-                         }),
-                         row_name);
+// Frames as fast as they are read.
+INSTANTIATE_TEST_SUITE_P(
+    Floods, HostileHttp2Server,
+    ::testing::ValuesIn<ServerCase>({
+        {"resets", flood(ANSWERED, frame(RST_STREAM, 0, 1, "\0\0\0\2"s)), NONE, NONE, NONE},
+        {"settings", flood(ANSWERED, SETTLED), NONE, NONE, NONE},
+        {"pings", flood(ANSWERED, frame(PING, 0, 0, WORD + WORD)), NONE, NONE, NONE},
+        {"priorities", flood(ANSWERED, frame(PRIORITY, 0, 3, WORD + "1")), NONE, NONE, NONE},
+        {"window_updates", flood(ANSWERED, frame(WINDOW_UPDATE, 0, 9, "\0\0\0\1"s)), NONE, NONE, NONE},
+        {"unknown_frames", flood(ANSWERED, frame(99, 0, 0)), NONE, NONE, NONE},
+        {"empty_bodies", flood(ANSWERED, frame(DATA, 0, 1)), NONE, NONE, NONE},
+        {"empty_continuations", flood(OPEN_HEADERS, frame(CONTINUATION, 0, 1)), NONE, NONE, NONE},
+        {"continuations", flood(OPEN_HEADERS, frame(CONTINUATION, 0, 1, KEPT_HEADER)), NONE, NONE, NONE},
+        {"header_by_number",
+         flood(SETTLED + frame(HEADERS, 0, 1, STATUS_200 + KEPT_HEADER),
+               frame(CONTINUATION, 0, 1, std::string(10'000, '\xbe'))),
+         NONE, NONE, NONE},
+    }),
+    row_name);
 
 /// `trusted`: its certificate counts as an authority's.
 struct TlsCase {

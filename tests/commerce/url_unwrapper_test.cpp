@@ -23,8 +23,9 @@ TEST_P(Unwrap, GivesTheCleanDestination) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Queries, Unwrap,
+    Rows, Unwrap,
     testing::ValuesIn<LinkCase>({
+        // Queries.
         {"tracking_in_any_case_goes", "http://h/?utm_source=a&color=red&UTM_Medium=b&gclid=c", "http://h/?color=red"},
         {"all_tracking_takes_the_mark_along",
          "http://h/p?utm_source=1&utm_medium=1&utm_campaign=1&utm_term=1&utm_content=1&gclid=1&fbclid=1&msclkid=1&ved=1"
@@ -40,23 +41,14 @@ INSTANTIATE_TEST_SUITE_P(
         {"only_a_flag", "http://h/p?flag#top", "http://h/p#top"},
         {"escapes_take_one_form", "http://h/?p=a/b c&q=a%20b&r=%e9%7e", "http://h/?p=a%2Fb+c&q=a+b&r=%EF%BF%BD~"},
         {"parameters_of_the_path_stay", "http://h/p;v=1?sa=1", "http://h/p;v=1"},
-    }),
-    row_name);
-
-INSTANTIATE_TEST_SUITE_P(Fragments, Unwrap,
-                         testing::ValuesIn<LinkCase>({
-                             {"ordinary", "http://h/p#section-2", nullptr},
-                             {"text", "http://h/p#:~:text=red%20shoes", "http://h/p"},
-                             {"text_behind_a_name", "http://h/p#top:~:text=price", "http://h/p"},
-                             {"other_directive", "http://h/p#:~:selector=x", "http://h/p"},
-                             {"other_directive_behind_a_name", "http://h/p#top:~:selector=x", nullptr},
-                             {"not_quite", "http://h/p#:~text=x", nullptr},
-                         }),
-                         row_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Redirects, Unwrap,
-    testing::ValuesIn<LinkCase>({
+        // Fragments.
+        {"ordinary", "http://h/p#section-2", nullptr},
+        {"text", "http://h/p#:~:text=red%20shoes", "http://h/p"},
+        {"text_behind_a_name", "http://h/p#top:~:text=price", "http://h/p"},
+        {"other_directive", "http://h/p#:~:selector=x", "http://h/p"},
+        {"other_directive_behind_a_name", "http://h/p#top:~:selector=x", nullptr},
+        {"not_quite", "http://h/p#:~text=x", nullptr},
+        // Redirects.
         {"q", "https://www.google.com/url?sa=t&q=https%3A%2F%2Fshop.example%2Fp%3Fid%3D7",
          "https://shop.example/p?id=7"},
         {"url", "https://google.de/url?url=https://shop.example/p&q2=x", "https://shop.example/p"},
@@ -78,17 +70,13 @@ INSTANTIATE_TEST_SUITE_P(
         {"path_with_a_slash", "http://google.com/url/?q=a", nullptr},
         {"path_in_capitals", "http://google.com/URL?q=a", nullptr},
         {"path_with_parameters", "http://google.com/url;x?q=a", "a"},
+        // Texts.
+        {"empty", "", nullptr},
+        {"only_spaces", "  ", ""},
+        {"no_url", "red shoes", nullptr},
+        {"scheme_lower_cased_host_kept", "HTTP://Shop.Example/P", "http://Shop.Example/P"},
     }),
     row_name);
-
-INSTANTIATE_TEST_SUITE_P(Texts, Unwrap,
-                         testing::ValuesIn<LinkCase>({
-                             {"empty", "", nullptr},
-                             {"only_spaces", "  ", ""},
-                             {"no_url", "red shoes", nullptr},
-                             {"scheme_lower_cased_host_kept", "HTTP://Shop.Example/P", "http://Shop.Example/P"},
-                         }),
-                         row_name);
 
 class ExtractDomain : public testing::TestWithParam<LinkCase> {};
 

@@ -20,14 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using enum FetchReason;
-using testing::answer;
-using testing::fetch;
-using testing::Fetched;
-using testing::LoopbackServer;
-using testing::NameAnswer;
-using testing::NameServer;
-using testing::on_loopback;
-using testing::redirect;
+using namespace quillmere::testing;
 
 sockaddr_storage address_of(const std::string& text) {
   sockaddr_storage storage{};

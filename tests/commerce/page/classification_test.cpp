@@ -33,27 +33,15 @@ INSTANTIATE_TEST_SUITE_P(
         {"largest_rank", nullptr, "score=50", "https://a.example/x", "Item name", "", {}, {}, INT64_MAX},
         {"rank_below_the_first", nullptr, "score=401", "https://a.example/x", "Item name", "", {}, {}, -100},
         {"smallest_rank", nullptr, "score=99", "https://a.shop/", "acme bag", "Acme", {}, {}, INT64_MIN},
-        {"out_of_stock_on_a_marketplace",
-         nullptr,
-         "type=marketplace\nstock=out_of_stock",
-         "https://www.ebay.com/itm/1",
-         "Item",
-         "",
-         {},
-         false},
-        {"stock_hint_is_cleared_where_nothing_is_sold",
-         nullptr,
-         "type=uncategorized\nstock=-",
-         "https://a.example/x",
-         "Item",
-         "",
-         {},
-         true},
+        {"out_of_stock_on_a_marketplace", nullptr, "type=marketplace\nstock=out_of_stock", "https://www.ebay.com/itm/1",
+         "Item", "", std::nullopt, false},
+        {"stock_hint_is_cleared_where_nothing_is_sold", nullptr, "type=uncategorized\nstock=-", "https://a.example/x",
+         "Item", "", std::nullopt, true},
         {"marketplace_by_containment", nullptr, "type=marketplace", "https://notwalmart.com/x"},
         {"social_before_marketplace", nullptr, "type=social", "https://www.facebook.com/walmart.com"},
         {"social_by_containment", nullptr, "type=social", "https://m.facebook.com/x"},
     }),
-    page_case_name);
+    row_name);
 
 INSTANTIATE_TEST_SUITE_P(
     Titles, Classification,
@@ -90,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"social_pages_take_titles_too", R"(<title>A Post</title>)", "title=A Post\ntype=social",
          "https://www.reddit.com/r/x", "Home"},
     }),
-    page_case_name);
+    row_name);
 
 INSTANTIATE_TEST_SUITE_P(
     PageTypes, Classification,
@@ -115,7 +103,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"query_is_no_path", nullptr, "type=uncategorized", "https://a.example/?p=/blog"},
         {"marketplace_is_not_reclassified", nullptr, "type=marketplace", "https://www.etsy.com/blog/x"},
     }),
-    page_case_name);
+    row_name);
 
 INSTANTIATE_TEST_SUITE_P(
     Inferences, Classification,
@@ -131,7 +119,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"brand_in_title_scores", nullptr, "score=99", "https://a.shop/", "acme bag", "Acme"},
         {"brand_in_title_scores_two", nullptr, "score=97", "https://a.shop/", "acme bag", "Acme", {}, {}, 2},
     }),
-    page_case_name);
+    row_name);
 
 TEST(PageLength, TwoHundredCharactersAreNoPage) {
   // Characters, not bytes: each of these takes two.

@@ -13,24 +13,21 @@ TEST_P(Fallbacks, GivesTheFacts) {
 
 const NormalizedPrice TEN_EUROS{.raw = "10 €", .amount = 10, .currency = "EUR"};
 
-INSTANTIATE_TEST_SUITE_P(OpenGraph, Fallbacks,
-                         testing::ValuesIn<PageCase>({
-                             {"product_overrides_marketplace", R"(<meta property="og:type" content="og:Product">)",
-                              "type=product\nsource=opengraph", "https://www.ebay.com/x"},
-                             {"product_in_the_url", "", "type=product", "https://shop.example/x?next=/product"},
-                             {"article", R"(<meta property="og:type" content="ARTICLE">)", "type=article"},
-                             {"news_in_the_url", "", "type=article", "https://shop.example/x/news/1"},
-                             {"blogging_platform", "", "type=article", "https://blog.medium.com/x"},
-                             {"structured_data_comes_first",
-                              R"(<script type="application/ld+json">{"@type":"Product"}</script>
-        <meta property="og:type" content="article"><meta property="og:brand" content="Acme"><meta property="og:image" content="i.png">)",
-                              "type=product\nsource=ld_json\nbrand=Acme\nimage=i.png"},
-                         }),
-                         page_case_name);
-
 INSTANTIATE_TEST_SUITE_P(
-    MetaTags, Fallbacks,
+    Rows, Fallbacks,
     testing::ValuesIn<PageCase>({
+        // Open graph.
+        {"product_overrides_marketplace", R"(<meta property="og:type" content="og:Product">)",
+         "type=product\nsource=opengraph", "https://www.ebay.com/x"},
+        {"product_in_the_url", "", "type=product", "https://shop.example/x?next=/product"},
+        {"article", R"(<meta property="og:type" content="ARTICLE">)", "type=article"},
+        {"news_in_the_url", "", "type=article", "https://shop.example/x/news/1"},
+        {"blogging_platform", "", "type=article", "https://blog.medium.com/x"},
+        {"structured_data_comes_first",
+         R"(<script type="application/ld+json">{"@type":"Product"}</script>
+        <meta property="og:type" content="article"><meta property="og:brand" content="Acme"><meta property="og:image" content="i.png">)",
+         "type=product\nsource=ld_json\nbrand=Acme\nimage=i.png"},
+        // Meta tags.
         {"og_brand_first",
          R"(<meta name="author" content="Ann"><meta property="product:brand" content="P"><meta property="og:brand" content="O">)",
          "brand=O"},
@@ -60,12 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
          R"(<meta property="og:brand" content="B"><meta property="og:image" content="i.png"><meta property="product:price:amount" content="5">
         <meta property="product:availability" content="instock"><i itemprop="sku" content="S">)",
          "type=social\nbrand=-\nimage=i.png\nprice=5.0 USD\nstock=-\nsku=-", "https://www.pinterest.com/pin/1"},
-    }),
-    page_case_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Markup, Fallbacks,
-    testing::ValuesIn<PageCase>({
+        // Markup.
         {"shop_price",
          R"(<span class="woocommerce-Price-amount amount"><bdi><span class="c">$</span>1,299.00</bdi></span>)",
          "price=1299.0 USD\ntype=product"},
@@ -99,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"kelvin_sign_is_a_k_in_lower_case",
          "<meta property=\"og:type\" content=\"product\">http://SCHEMA.ORG/OutOfStoc\u212A", "stock=out_of_stock"},
     }),
-    page_case_name);
+    row_name);
 
 }  // namespace
 }  // namespace quillmere::commerce

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/row_name.hpp"
 #include <gtest/gtest.h>
 
 #include "quillmere/commerce/destination_metadata_parser.hpp"
@@ -69,10 +70,6 @@ inline void expect_facts(const PageCase& row) {
     const std::size_t equals = line.find('=');
     EXPECT_EQ(facts.at(std::string(line.substr(0, equals))), line.substr(equals + 1)) << line;
   }
-}
-
-inline std::string page_case_name(const testing::TestParamInfo<PageCase>& info) {
-  return info.param.name;
 }
 
 }  // namespace quillmere::commerce

@@ -19,10 +19,6 @@ struct JsonCase {
   friend std::ostream& operator<<(std::ostream& out, const JsonCase& row) { return out << row.json; }
 };
 
-std::string json_case_name(const testing::TestParamInfo<JsonCase>& info) {
-  return info.param.name;
-}
-
 void expect_facts_of(const JsonCase& row, const std::string& script_attributes) {
   const std::string html = "<script " + script_attributes + ">" + row.json + "</script>";
   expect_facts({.name = row.name,
@@ -42,8 +38,9 @@ TEST_P(LdJson, GivesTheFacts) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Product, LdJson,
+    Rows, LdJson,
     testing::ValuesIn<JsonCase>({
+        // Product.
         {"second_product_says_more",
          R"([{"@type":"Product","name":"First","brand":"A"},{"@type":"Product","name":"Second","sku":"S2"}])",
          "title=Second\nbrand=-\nsku=S2\ntype=product\nsource=ld_json"},
@@ -62,12 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"brand_object_without_a_text", R"({"@type":"Product","brand":{"name":null}})", "brand=-"},
         {"empty_brand_is_present", R"({"@type":"Product","brand":""})", "brand=", "https://www.etsy.com/x"},
         {"brand_array_is_no_brand", R"({"@type":"Product","brand":["Acme"]})", "brand=-"},
-    }),
-    json_case_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    IdentifierAndImage, LdJson,
-    testing::ValuesIn<JsonCase>({
+        // Identifier and image.
         {"gtin_behind_an_empty_sku", R"({"@type":"Product","sku":"","gtin13":"4006381333931"})", "sku=4006381333931"},
         {"number_keeps_its_digits", R"({"@type":"Product","sku":12345678901234567890123})",
          "sku=12345678901234567890123"},
@@ -81,12 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"image_objects_in_an_array", R"({"@type":"Product","image":[{"contentUrl":"d.png","url":null}]})",
          "image=d.png"},
         {"number_in_an_image_array", R"({"@type":"Product","image":[7]})", "image=-"},
-    }),
-    json_case_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    Offers, LdJson,
-    testing::ValuesIn<JsonCase>({
+        // Offers.
         {"variants_fill_before_the_first_with_offers", R"({"@type":"ProductGroup","hasVariant":[null,
         {"sku":" V1 ","image":["v1.png"]},{"sku":"V2","offers":{"price":5,"priceCurrency":"EUR"}},{"offers":{"price":9}}]})",
          "sku=V1\nimage=v1.png\nprice=5.0 EUR"},
@@ -113,31 +100,22 @@ INSTANTIATE_TEST_SUITE_P(
          R"({"@type":"Product","offers":{"price":"on request","priceCurrency":"SEK"}})", "price=7.0 GBP",
          "https://shop.example/x", SEEN},
         {"price_beyond_a_double", R"({"@type":"Product","offers":{"price":1e400}})", "price=1.0 USD"},
-    }),
-    json_case_name);
-
-INSTANTIATE_TEST_SUITE_P(
-    StockAndCondition, LdJson,
-    testing::ValuesIn<JsonCase>({
+        // Stock and condition.
         {"in_stock_term", R"({"@type":"Product","offers":{"availability":"https://schema.org/InStock"}})",
          "stock=in_stock"},
         {"out_of_stock_term", R"({"@type":"Product","offers":{"availability":"https://schema.org/OutOfStock"}})",
          "stock=out_of_stock\ncondition=-"},
         {"sold_out", R"({"@type":"Product","offers":{"availability":"SoldOut"}})", "stock=out_of_stock"},
         {"preorder", R"({"@type":"Product","offers":{"availability":"PreOrder"}})", "stock=preorder"},
-        {"unknown_term_keeps_the_seed",
-         R"({"@type":"Product","offers":{"availability":"LimitedAvailability"}})",
-         "stock=out_of_stock",
-         "https://shop.example/x",
-         {},
-         false},
+        {"unknown_term_keeps_the_seed", R"({"@type":"Product","offers":{"availability":"LimitedAvailability"}})",
+         "stock=out_of_stock", "https://shop.example/x", std::nullopt, false},
         {"availability_without_a_text", R"({"@type":"Product","offers":{"availability":["InStock"]}})", "stock=-"},
         {"refurbished", R"({"@type":"Product","offers":{"itemCondition":"https://schema.org/RefurbishedCondition"}})",
          "condition=refurbished"},
         {"used", R"({"@type":"Product","offers":{"itemCondition":"UsedCondition"}})", "condition=used"},
         {"renewed_contains_new", R"({"@type":"Product","offers":{"itemCondition":"renewed"}})", "condition=new"},
     }),
-    json_case_name);
+    row_name);
 
 class PageState : public testing::TestWithParam<JsonCase> {};
 
@@ -148,12 +126,9 @@ TEST_P(PageState, GivesTheFacts) {
 INSTANTIATE_TEST_SUITE_P(
     Product, PageState,
     testing::ValuesIn<JsonCase>({
-        {"new_and_in_stock_whatever_was_known",
-         R"({"props":{"pageProps":{"product":{"title":" T &amp; U "}}}})",
-         "title=T & U\nstock=in_stock\ncondition=new\ntype=product\nsource=next_data",
-         "https://shop.example/x",
-         {},
-         false},
+        {"new_and_in_stock_whatever_was_known", R"({"props":{"pageProps":{"product":{"title":" T &amp; U "}}}})",
+         "title=T & U\nstock=in_stock\ncondition=new\ntype=product\nsource=next_data", "https://shop.example/x",
+         std::nullopt, false},
         {"second_cents_when_the_first_are_zero",
          R"({"props":{"pageProps":{"product":{"specialDisplayPriceCents":0,"retailPriceCents":12999}}}})",
          "price=129.99 USD"},
@@ -171,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"marketplace_stays", R"({"props":{"pageProps":{"item":{"name":"N b"}}}})",
          "type=marketplace\nsource=next_data", "https://www.target.com/p/1"},
     }),
-    json_case_name);
+    row_name);
 
 TEST(StructuredData, JsonLdComesBeforePageState) {
   expect_facts({.name = "",
