@@ -15,13 +15,13 @@
 #include "cli/interrupt.hpp"
 #include "cli/line_reader.hpp"
 #include "cli/match_input.hpp"
+#include "cli/output.hpp"
 #include "cli/pages.hpp"
 #include "cli/progress.hpp"
 #include "cli/tally.hpp"
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
 #include <nlohmann/json.hpp>
-#include <sys/stat.h>
 
 #include "quillmere/commerce/enricher.hpp"
 #include "quillmere/text/json.hpp"
@@ -226,22 +226,6 @@ void work(Shared& shared) {
   if (shared.failure) std::rethrow_exception(shared.failure);
 }
 
-/// Throws when the file to write is one of those to read: it would be emptied before it has been read.
-void expect_distinct(const Settings& settings) {
-  struct stat output = {};
-  if (settings.outputs.empty() || ::stat(settings.outputs.front().c_str(), &output) != 0) return;
-  const auto refuse_if_read = [&](const std::optional<std::string>& path) {
-    struct stat read = {};
-    const bool is_standard_input = !path || *path == "-";
-    if ((is_standard_input ? ::fstat(0, &read) : ::stat(path->c_str(), &read)) != 0) return;
-    if (!S_ISREG(read.st_mode) || read.st_dev != output.st_dev || read.st_ino != output.st_ino) return;
-    throw ToolError(MISUNDERSTOOD,
-                    "--output: " + in_quotes(settings.outputs.front()) + " is also read; write to another file");
-  };
-  refuse_if_read(settings.input);
-  if (settings.pages) refuse_if_read(settings.pages);
-}
-
 void check(const Settings& settings) {
   if (settings.outputs.size() > 1) {
     throw ToolError(MISUNDERSTOOD,
@@ -253,7 +237,10 @@ void check(const Settings& settings) {
   if (settings.pages == "-" && settings.input.value_or("-") == "-") {
     throw ToolError(MISUNDERSTOOD, "--pages: standard input already holds the searches; give one of them as a file");
   }
-  expect_distinct(settings);
+  if (settings.outputs.empty()) return;
+  // It would be emptied before it has been read.
+  expect_not_read("--output", settings.outputs.front(), settings.input);
+  if (settings.pages) expect_not_read("--output", settings.outputs.front(), settings.pages);
 }
 
 ClosingSummary closing_summary(const Shared& shared) {
