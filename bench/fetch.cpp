@@ -70,6 +70,7 @@ Urls distinct(const std::string& url, std::size_t count) {
   return urls;
 }
 
+/// Of all threads of this process, as for a child's.
 double processor_seconds() {
   std::timespec now{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);

@@ -1,4 +1,4 @@
-// Writes made-up pages as files, for scripts that serve them: shops, articles and hostile ones.
+// Writes made-up pages as files, for scripts: DIR/shops, DIR/articles and DIR/hostile.
 //
 //   write_pages DIR
 
@@ -6,13 +6,25 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "bench/synthetic_pages.hpp"
 #include "tests/support/hostile_pages.hpp"
 
 namespace {
 
+using quillmere::bench::SyntheticPages;
+
 constexpr std::size_t HOSTILE_BYTES = 100'000;
+
+void write(const std::filesystem::path& directory, const std::string& name, const std::string& page) {
+  std::filesystem::create_directories(directory);
+  std::ofstream(directory / (name + ".html"), std::ios::binary) << page;
+}
+
+void write_numbered(const std::filesystem::path& directory, const std::vector<std::string>& pages) {
+  for (std::size_t i = 0; i < pages.size(); ++i) write(directory, std::to_string(1000 + i), pages[i]);
+}
 
 }  // namespace
 
@@ -22,15 +34,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::filesystem::path directory = argv[1];
-  std::filesystem::create_directories(directory);
-  const auto write = [&](const std::string& name, const std::string& page) {
-    std::ofstream(directory / (name + ".html"), std::ios::binary) << page;
-  };
-  int number = 0;
-  for (const std::string& page : quillmere::bench::SyntheticPages::shops(40))
-    write("shop" + std::to_string(++number), page);
-  for (const std::string& page : quillmere::bench::SyntheticPages::articles(20)) {
-    write("article" + std::to_string(++number), page);
-  }
-  for (const auto& kind : quillmere::hostile::KINDS) write(kind.name, kind.page(HOSTILE_BYTES));
+  write_numbered(directory / "shops", SyntheticPages::shops(40));
+  write_numbered(directory / "articles", SyntheticPages::articles(40));
+  for (const auto& kind : quillmere::hostile::KINDS) write(directory / "hostile", kind.name, kind.page(HOSTILE_BYTES));
 }

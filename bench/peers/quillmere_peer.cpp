@@ -1,32 +1,20 @@
 // Product facts by this library, for bench/peers/run.
 //
-//   quillmere_peer DIR           for each line on standard input: one pass over the pages of the directory, and its
-//                                processor seconds and counts
-//   quillmere_peer --write DIR   writes made-up pages: DIR/shops and DIR/articles
+//   quillmere_peer DIR    for each line on standard input: one pass over the pages of the directory, and its processor
+//                         seconds and counts
 
 #include <array>
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <string>
 
 #include "bench/measure.hpp"
-#include "bench/synthetic_pages.hpp"
 
 #include "quillmere/commerce/destination_metadata_parser.hpp"
 
 namespace {
 
 using namespace quillmere;
-
-void write(const std::filesystem::path& directory, const std::vector<std::string>& pages) {
-  std::filesystem::create_directories(directory);
-  for (std::size_t i = 0; i < pages.size(); ++i) {
-    std::ofstream(directory / (std::to_string(1000 + i) + ".html"), std::ios::binary) << pages[i];
-  }
-}
 
 void count(const commerce::PageMetadata& page, std::array<int, 7>& counts) {
   counts[0] += page.title != "?";
@@ -41,11 +29,6 @@ void count(const commerce::PageMetadata& page, std::array<int, 7>& counts) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && std::strcmp(argv[1], "--write") == 0) {
-    write(std::filesystem::path(argv[2]) / "shops", bench::SyntheticPages::shops(40));
-    write(std::filesystem::path(argv[2]) / "articles", bench::SyntheticPages::articles(40));
-    return 0;
-  }
   if (argc != 2) return 2;
   const std::vector<std::string> pages = bench::pages_of(argv[1]);
   for (std::string line; std::getline(std::cin, line);) {
