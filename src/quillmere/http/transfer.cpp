@@ -169,7 +169,7 @@ struct TransferCallbacks {
     const auto refusal = refusal_of(purpose, address, allow_private_networks);
     transfer._last_refusal = refusal;
     if (refusal) return CURL_SOCKET_BAD;
-    return ::socket(to.family, to.socktype | SOCK_CLOEXEC | SOCK_NONBLOCK, to.protocol);
+    return transfer._sockets->open(to.family, to.socktype, to.protocol);
   }
 
   static curl_socket_t open_public(void* user, curlsocktype purpose, curl_sockaddr* to) noexcept {
@@ -240,8 +240,9 @@ Transfer::Transfer(boost::asio::any_io_executor executor, std::string url, int t
   _outcome.report.url = std::move(url);
 }
 
-bool Transfer::prepare(Easy handle) {
+bool Transfer::prepare(Easy handle, SocketSet& sockets) {
   easy = std::move(handle);
+  _sockets = &sockets;
   const std::optional<std::string> url = request_url(_outcome.report.url);
   if (!url || url->size() > MAX_URL_BYTES || !set_option(easy, CURLOPT_URL, url->c_str())) return false;
   trace(easy, curl_strnequal(url->c_str(), "https:", 6) != 0);

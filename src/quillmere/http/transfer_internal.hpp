@@ -12,6 +12,7 @@
 #include <curl/curl.h>
 
 #include "quillmere/http/async_fetcher.hpp"
+#include "quillmere/http/socket_set_internal.hpp"
 
 /// One request on libcurl: what it is asked, what its callbacks count, and what its end means.
 namespace quillmere::http::internal {
@@ -37,8 +38,8 @@ class Transfer {
 
   Transfer(boost::asio::any_io_executor executor, std::string url, int timeout, std::string ca_file);
 
-  /// Sets what depends on the request. False when libcurl does not take the URL. Throws std::bad_alloc.
-  [[nodiscard]] bool prepare(Easy easy);
+  /// Sets what depends on the request; its connections are `sockets`'. False when libcurl does not take the URL. Throws std::bad_alloc.
+  [[nodiscard]] bool prepare(Easy easy, SocketSet& sockets);
 
   /// Judges the end of the transfer by libcurl's `code`, or by `reason` when it was ended from outside.
   void conclude(CURLcode code, std::optional<FetchReason> reason = std::nullopt);
@@ -64,6 +65,7 @@ class Transfer {
   boost::asio::any_io_executor _executor;
   Outcome _outcome;
   std::exception_ptr _error;
+  SocketSet* _sockets = nullptr;
   Clock::time_point _begin = Clock::now();
 
   // What the callbacks saw.

@@ -6,10 +6,10 @@
 #include <unistd.h>
 #include <utility>
 
-#include <netinet/in.h>
 #include <sys/epoll.h>
-#include <sys/socket.h>
 #include <sys/timerfd.h>
+
+#include <boost/asio/post.hpp>
 
 #include "quillmere/http/executor_internal.hpp"
 #include "quillmere/http/transfer_loop_internal.hpp"
@@ -32,6 +32,12 @@ int checked(int descriptor) {
   return descriptor;
 }
 
+int open_epoll_set(boost::asio::posix::stream_descriptor& owner) {
+  Descriptor set(checked(::epoll_create1(EPOLL_CLOEXEC)));
+  owner.assign(set.get());
+  return set.release();
+}
+
 int curl_events(std::uint32_t events) {
   int bits = 0;
   if (events & EPOLLIN) bits |= CURL_CSELECT_IN;
@@ -39,6 +45,18 @@ int curl_events(std::uint32_t events) {
   if (events & (EPOLLERR | EPOLLHUP)) bits |= CURL_CSELECT_ERR;
   return bits;
 }
+
+// Cancels a transfer that may be long gone, as may its loop.
+struct CancelTransfer {
+  std::weak_ptr<TransferLoop> loop;
+  std::weak_ptr<Transfer> transfer;
+
+  void operator()(boost::asio::cancellation_type) const {
+    const auto live_loop = loop.lock();
+    const auto live_transfer = transfer.lock();
+    if (live_loop && live_transfer) live_loop->stop(live_transfer, FetchReason::CANCELLED);
+  }
+};
 
 }  // namespace
 
@@ -50,12 +68,10 @@ TransferLoop::TransferLoop(const boost::asio::any_io_executor& executor, bool al
     : _executor(executor),
       _allow_private_networks(allow_private_networks),
       _events(std::in_place, executor),
+      _sockets(open_epoll_set(*_events)),
       _alarm(checked(::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC))),
       _multi(curl_multi_init()) {
   if (!_multi) throw std::bad_alloc();
-  Descriptor set(checked(::epoll_create1(EPOLL_CLOEXEC)));
-  _events->assign(set.get());
-  (void)set.release();
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.fd = _alarm.get();
@@ -73,17 +89,16 @@ TransferLoop::~TransferLoop() {
 }
 
 void TransferLoop::start(const std::shared_ptr<Transfer>& transfer) {
-  Finished finished;
   {
     const std::lock_guard lock(_mutex);
     if (_is_down) return;
-    if (!begin(transfer)) finished.push_back(transfer);
-    // Connecting, or sending on a connection that is there, need not wait for the next turn of the loop.
-    drive_timeouts();
-    collect(finished);
-    rest();
+    // Not at once: those that take the places of transfers which ended together are sent in a row. Sent one by one,
+    // each would wake its server for itself, which costs more than the rest of the transfer.
+    if (!_is_turn_due) boost::asio::post(_executor, [this] { take_turn(); });
+    _is_turn_due = true;
+    if (begin(transfer)) return;
   }
-  for (const auto& each : finished) each->deliver(false);
+  transfer->deliver(false);
 }
 
 void TransferLoop::stop(const std::shared_ptr<Transfer>& transfer, FetchReason reason) {
@@ -117,13 +132,12 @@ void TransferLoop::shut_down() {
   for (const auto& transfer : dropped) transfer->handler = nullptr;
 }
 
-void TransferLoop::on_ready() {
+void TransferLoop::take_turn() {
   Finished finished;
   {
     const std::lock_guard lock(_mutex);
-    _is_waiting = false;
+    _is_turn_due = false;
     if (_is_down) return;
-    drive_sockets();
     drive_timeouts();
     collect(finished);
     drive_limits(finished);
@@ -132,12 +146,22 @@ void TransferLoop::on_ready() {
   for (const auto& each : finished) each->deliver(true);
 }
 
+void TransferLoop::on_ready() {
+  {
+    const std::lock_guard lock(_mutex);
+    _is_waiting = false;
+    if (_is_down) return;
+    drive_sockets();
+  }
+  take_turn();
+}
+
 bool TransferLoop::begin(const std::shared_ptr<Transfer>& transfer) {
   if (transfer->total_time.count() == 0) {
     transfer->conclude(CURLE_OK, FetchReason::TIMED_OUT);
     return false;
   }
-  if (!transfer->prepare(take_easy())) {
+  if (!transfer->prepare(take_easy(), _sockets)) {
     transfer->conclude(CURLE_OK, FetchReason::BAD_URL);
     return false;
   }
@@ -171,7 +195,7 @@ void TransferLoop::drive_sockets() {
       if (::read(_alarm.get(), &expirations, sizeof expirations) > 0) _alarm_time.reset();
       continue;
     }
-    drive(event.data.fd, curl_events(event.events));
+    if (_sockets.is_waited_for(event.data.fd)) drive(event.data.fd, curl_events(event.events));
   }
 }
 
@@ -254,6 +278,8 @@ void TransferLoop::set_alarm() {
 Easy TransferLoop::take_easy() {
   if (_idle.empty()) {
     Easy easy = make_easy(_allow_private_networks);
+    curl_easy_setopt(easy.get(), CURLOPT_CLOSESOCKETFUNCTION, &TransferLoop::close_socket);
+    curl_easy_setopt(easy.get(), CURLOPT_CLOSESOCKETDATA, &_sockets);
     curl_easy_setopt(easy.get(), CURLOPT_DEBUGFUNCTION, &TransferLoop::on_trace);
     curl_easy_setopt(easy.get(), CURLOPT_DEBUGDATA, this);
     return easy;
@@ -263,29 +289,13 @@ Easy TransferLoop::take_easy() {
   return easy;
 }
 
-int TransferLoop::on_socket(CURL*, curl_socket_t socket, int what, void* user, void* known) noexcept {
-  TransferLoop& loop = *static_cast<TransferLoop*>(user);
-  const int set = loop._events->native_handle();
-  if (what == CURL_POLL_REMOVE) {
-    ::epoll_ctl(set, EPOLL_CTL_DEL, socket, nullptr);
-    std::erase(loop._sockets, socket);
-    return 0;
-  }
-  epoll_event event{};
-  if (what & CURL_POLL_IN) event.events |= EPOLLIN;
-  if (what & CURL_POLL_OUT) event.events |= EPOLLOUT;
-  event.data.fd = socket;
-  const int change = ::epoll_ctl(set, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
-  if (change != 0 && errno == EEXIST) ::epoll_ctl(set, EPOLL_CTL_MOD, socket, &event);
-  if (change != 0 && errno == ENOENT) ::epoll_ctl(set, EPOLL_CTL_ADD, socket, &event);
-  if (known) return 0;
-  curl_multi_assign(loop._multi.get(), socket, &loop);
-  try {
-    loop._sockets.push_back(socket);
-  } catch (const std::bad_alloc&) {
-    // That connection cannot be cut, should it come to that.
-  }
+int TransferLoop::on_socket(CURL*, curl_socket_t socket, int what, void* user, void*) noexcept {
+  static_cast<TransferLoop*>(user)->_sockets.wait_for(socket, what);
   return 0;
+}
+
+int TransferLoop::close_socket(void* sockets, curl_socket_t socket) noexcept {
+  return static_cast<SocketSet*>(sockets)->close(socket);
 }
 
 int TransferLoop::on_timer(CURLM*, long milliseconds, void* user) noexcept {
@@ -304,23 +314,11 @@ int TransferLoop::on_timer(CURLM*, long milliseconds, void* user) noexcept {
 int TransferLoop::on_trace(CURL* easy, curl_infotype kind, char*, std::size_t, void* user) noexcept {
   TransferLoop& loop = *static_cast<TransferLoop*>(user);
   if (kind != CURLINFO_SSL_DATA_IN || ++loop._turn_records % MAX_TURN_RECORDS != 0) return 0;
-  if (Clock::now() - loop._turn_begin > MAX_TURN_TIME) loop.cut_connection_of(easy);
-  return 0;
-}
-
-// libcurl does not tell the socket of a transfer that still runs, but the port at this end.
-void TransferLoop::cut_connection_of(CURL* easy) noexcept {
-  long port = 0;
+  if (Clock::now() - loop._turn_begin <= MAX_TURN_TIME) return 0;
+  long port = 0;  // libcurl does not tell the socket of a transfer that still runs, but the port at this end
   curl_easy_getinfo(easy, CURLINFO_LOCAL_PORT, &port);
-  for (const curl_socket_t socket : _sockets) {
-    sockaddr_in6 address{};  // has its port where sockaddr_in has it
-    socklen_t size = sizeof address;
-    if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) continue;
-    if (ntohs(address.sin6_port) != port) continue;
-    const linger reset{1, 0};  // when it is closed, so that the server does not wait for room
-    ::setsockopt(socket, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-    ::shutdown(socket, SHUT_RDWR);
-  }
+  loop._sockets.cut(port);
+  return 0;
 }
 
 TransferService::TransferService(boost::asio::execution_context& context) : service(context) {}
@@ -339,6 +337,31 @@ void TransferService::shutdown() {
   for (const auto& loop : _loops) {
     if (loop) loop->shut_down();
   }
+}
+
+void begin_request(boost::asio::any_io_executor turn, std::string url, int timeout,
+                             const FetchOptions& options, Transfer::Handler handler) {
+  auto& context = boost::asio::query(turn, boost::asio::execution::context);
+  std::shared_ptr<TransferLoop> loop;
+  Outcome failure;
+  std::exception_ptr error;
+  try {
+    loop = boost::asio::use_service<TransferService>(context).loop(turn, options.allow_private_networks);
+  } catch (const std::bad_alloc&) {
+    error = std::current_exception();
+  } catch (const std::exception&) {
+    // No descriptor is left to wait for sockets with, to this layer or to Asio: FetchReason::FAILED.
+  }
+  if (!loop) {
+    failure.report.url = std::move(url);
+    resume_later(without_strand(turn), std::move(handler), error, std::move(failure));
+    return;
+  }
+  const auto transfer = std::make_shared<Transfer>(loop->executor(), std::move(url), timeout, options.ca_file);
+  transfer->handler.swap(handler);  // the move assignment of Boost 1.81 never returns
+  auto slot = transfer->handler.get_cancellation_slot();
+  if (slot.is_connected()) slot.emplace<CancelTransfer>(CancelTransfer{loop, transfer});
+  loop->start(transfer);
 }
 
 }  // namespace quillmere::http::internal

@@ -4,6 +4,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <curl/curl.h>
 
+#include "quillmere/http/socket_set_internal.hpp"
 #include "quillmere/http/transfer_internal.hpp"
 
 /// libcurl's multi interface on an Asio execution context.
@@ -65,6 +67,7 @@ class TransferLoop {
   using Finished = std::vector<std::shared_ptr<Transfer>>;
 
   void on_ready();
+  void take_turn();
 
   // The mutex is held when these are called.
   [[nodiscard]] bool begin(const std::shared_ptr<Transfer>& transfer);
@@ -76,9 +79,9 @@ class TransferLoop {
   void detach(Transfer& transfer);
   void rest();
   void set_alarm();
-  void cut_connection_of(CURL* easy) noexcept;
   [[nodiscard]] Easy take_easy();
-  static int on_socket(CURL* easy, curl_socket_t socket, int what, void* loop, void* known) noexcept;
+  static int on_socket(CURL* easy, curl_socket_t socket, int what, void* loop, void* unused) noexcept;
+  static int close_socket(void* sockets, curl_socket_t socket) noexcept;
   static int on_timer(CURLM* multi, long milliseconds, void* loop) noexcept;
   static int on_trace(CURL* easy, curl_infotype kind, char* bytes, std::size_t size, void* loop) noexcept;
 
@@ -91,17 +94,18 @@ class TransferLoop {
   const bool _allow_private_networks;
   // The epoll set; absent once shut down, for Asio deletes the service behind it before this loop.
   std::optional<boost::asio::posix::stream_descriptor> _events;
-  Descriptor _alarm;  // the timerfd in it
+  SocketSet _sockets;  // in it
+  Descriptor _alarm;   // the timerfd in it
   std::unique_ptr<CURLM, MultiCleanup> _multi;
   std::vector<std::shared_ptr<Transfer>> _active;
   std::vector<Easy> _idle;
-  std::vector<curl_socket_t> _sockets;           // that libcurl waits for
   std::optional<Clock::time_point> _deadline;    // when libcurl wants to be called
   std::optional<Clock::time_point> _next_limit;  // no later than the first limit of the active transfers
   std::optional<Clock::time_point> _alarm_time;  // when the timerfd fires, possibly earlier
   Clock::time_point _turn_begin;                 // of the call into libcurl that runs
   int _turn_records = 0;                         // that it has read
-  bool _is_waiting = false;
+  bool _is_waiting = false;   // for the epoll set
+  bool _is_turn_due = false;  // a posted one
   bool _is_down = false;
 };
 
@@ -127,5 +131,13 @@ class TransferService : public boost::asio::execution_context::service {
   std::mutex _mutex;
   std::shared_ptr<TransferLoop> _loops[2];
 };
+
+/// Begins what AsyncFetcher::get does, for those who need no coroutine; AsyncFetcher::is_available() holds.
+///
+/// `handler` is called once, through its executor, never from within this call, and tells its caller's observer itself.
+/// Its cancellation slot (terminal) ends the request with FetchReason::CANCELLED. `turn` is an executor of the context
+/// whose connections are used. Throws std::bad_alloc.
+void begin_request(boost::asio::any_io_executor turn, std::string url, int timeout, const FetchOptions& options,
+                   Transfer::Handler handler);
 
 }  // namespace quillmere::http::internal

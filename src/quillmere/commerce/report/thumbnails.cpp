@@ -7,13 +7,10 @@
 namespace quillmere::commerce {
 namespace {
 
-/// One image; what cannot be shown is dropped at once, so that memory holds no more than can be.
-boost::asio::awaitable<internal::Page> fetch_image(std::string url, Semaphore& sem, int timeout,
-                                                   http::FetchOptions options) {
-  internal::Page image = co_await internal::fetch_body(std::move(url), sem, timeout, std::move(options));
-  const std::optional<std::string>& bytes = image.second;
-  if (bytes && (bytes->size() > MAX_THUMBNAIL_BYTES || !report::raster_type(*bytes))) image.second.reset();
-  co_return image;
+/// What cannot be shown is dropped at once, so that memory holds no more than can be.
+std::optional<std::string> read_image(std::string bytes) {
+  if (bytes.size() > MAX_THUMBNAIL_BYTES || !report::raster_type(bytes)) return std::nullopt;
+  return bytes;
 }
 
 }  // namespace
@@ -32,7 +29,7 @@ boost::asio::awaitable<Thumbnails> fetch_thumbnails(std::vector<EnrichedCommerce
     if (std::optional<std::string> url = thumbnail_url(item)) urls.push_back(*std::move(url));
   }
   const HtmlMap images =
-      co_await internal::fetch_many(fetch_image, std::move(urls), max_workers, timeout, std::move(options));
+      co_await internal::fetch_many(read_image, std::move(urls), max_workers, timeout, std::move(options));
   Thumbnails thumbnails;
   std::size_t total = 0;
   for (const auto& [url, bytes] : images) {
