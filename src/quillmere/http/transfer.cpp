@@ -6,6 +6,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include <sys/mman.h>
 #include <sys/socket.h>
 
 #include "quillmere/http/address_guard.hpp"
@@ -21,13 +22,27 @@ namespace {
 constexpr std::size_t MAX_RESERVED_BYTES = std::size_t{2} << 20;
 // A declared length that no body within MAX_BODY_BYTES can have, whatever its encoding adds.
 constexpr curl_off_t MAX_DECLARED_BYTES = static_cast<curl_off_t>(MAX_BODY_BYTES + (std::size_t{1} << 20));
-constexpr long READ_BUFFER_BYTES = 256L << 10;
+// How much of a body's memory is mapped at once, and what is not worth a call.
+constexpr std::size_t MAPPED_AT_ONCE = std::size_t{128} << 10;
+constexpr std::size_t LEAST_MAPPED = std::size_t{32} << 10;
+constexpr long READ_BUFFER_BYTES = 128L << 10;
 
 template <typename Value>
 bool set_option(const Easy& easy, CURLoption option, Value value) {
   const CURLcode code = curl_easy_setopt(easy.get(), option, value);
   if (code == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
   return code == CURLE_OK;
+}
+
+// Has the system map the memory from `begin` to `end`, which will be written to, in one call.
+void map(const char* begin, const char* end) noexcept {
+  static const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(begin) + page - 1) / page * page;
+  const std::uintptr_t last = reinterpret_cast<std::uintptr_t>(end) / page * page;
+  // Memory that was used before is mapped as a rule, and then this is all that it costs.
+  unsigned char is_mapped = 0;
+  if (::mincore(reinterpret_cast<void*>(last - page), page, &is_mapped) != 0 || (is_mapped & 1U) != 0) return;
+  ::madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);  // not before Linux 5.14
 }
 
 // Lets TransferLoop::on_trace see the records of TLS connections. Costs some time for each line that libcurl would
@@ -153,6 +168,7 @@ struct TransferCallbacks {
         const auto declared = info_of<curl_off_t>(transfer.easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
         if (declared > 0) body.reserve(std::min(static_cast<std::size_t>(declared), MAX_RESERVED_BYTES));
       }
+      transfer.map_ahead();
       body.append(bytes, size);
     } catch (...) {
       transfer._error = std::current_exception();
@@ -253,6 +269,17 @@ bool Transfer::prepare(Easy handle, SocketSet& sockets) {
   set_option(easy, CURLOPT_WRITEDATA, this);
   set_option(easy, CURLOPT_OPENSOCKETDATA, this);
   return true;
+}
+
+// A page of memory that is mapped when it is first written to costs more than to write it: of a large body half of what
+// the whole transfer does. Never far ahead of what arrives: a server may declare more than it ever sends.
+void Transfer::map_ahead() noexcept {
+  std::string& body = _outcome.body;
+  if (body.size() < _mapped_bytes) return;
+  const std::size_t mapped_bytes = std::min(body.capacity(), body.size() + MAPPED_AT_ONCE);
+  if (mapped_bytes - body.size() < LEAST_MAPPED) return;
+  map(body.data() + body.size(), body.data() + mapped_bytes);
+  _mapped_bytes = mapped_bytes;
 }
 
 FetchReason Transfer::reason_of(CURLcode code) const {

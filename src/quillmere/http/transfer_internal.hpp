@@ -61,6 +61,7 @@ class Transfer {
 
   [[nodiscard]] FetchReason reason_of(CURLcode code) const;
   [[nodiscard]] bool is_header_too_long() const;
+  void map_ahead() noexcept;
 
   boost::asio::any_io_executor _executor;
   Outcome _outcome;
@@ -71,6 +72,7 @@ class Transfer {
   // What the callbacks saw.
   std::optional<FetchReason> _fault;         // why a callback ended the transfer
   std::optional<FetchReason> _last_refusal;  // why the guard refused the last socket, if it did
+  std::size_t _mapped_bytes = 0;             // of the body's memory
   std::size_t _header_bytes = 0;             // of the current response
   int _status = 0;                           // of the current response, 1xx included
   int _codings = 0;                          // of the current response's body
