@@ -16,12 +16,11 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <malloc.h>
 #include <optional>
 #include <regex>
 #include <string>
 #include <vector>
-
-#include <malloc.h>
 
 #include "bench/child.hpp"
 #include "bench/measure.hpp"

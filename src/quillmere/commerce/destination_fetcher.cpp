@@ -36,8 +36,8 @@ using http::AsyncFetcher;
 using http::FetchOptions;
 using http::FetchReason;
 using http::FetchReport;
-using http::internal::tell;
 using http::internal::Outcome;
+using http::internal::tell;
 using internal::ReadBody;
 
 // Looked up once, whatever becomes of the library later.

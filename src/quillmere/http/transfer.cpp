@@ -25,7 +25,9 @@ constexpr curl_off_t MAX_DECLARED_BYTES = static_cast<curl_off_t>(MAX_BODY_BYTES
 // How much of a body's memory is mapped at once, and what is not worth a call.
 constexpr std::size_t MAPPED_AT_ONCE = std::size_t{128} << 10;
 constexpr std::size_t LEAST_MAPPED = std::size_t{32} << 10;
-constexpr long READ_BUFFER_BYTES = 128L << 10;
+// libcurl gives a request's buffer back when the request ends. Small, so that the memory allocator has it ready for the
+// next request rather than cutting a large body from it.
+constexpr long READ_BUFFER_BYTES = 64L << 10;
 
 template <typename Value>
 bool set_option(const Easy& easy, CURLoption option, Value value) {

@@ -38,7 +38,8 @@ class Transfer {
 
   Transfer(boost::asio::any_io_executor executor, std::string url, int timeout, std::string ca_file);
 
-  /// Sets what depends on the request; its connections are `sockets`'. False when libcurl does not take the URL. Throws std::bad_alloc.
+  /// Sets what depends on the request, whose connections `sockets` opens. False when libcurl does not take the URL.
+  /// Throws std::bad_alloc.
   [[nodiscard]] bool prepare(Easy easy, SocketSet& sockets);
 
   /// Judges the end of the transfer by libcurl's `code`, or by `reason` when it was ended from outside.

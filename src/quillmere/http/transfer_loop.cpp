@@ -6,10 +6,9 @@
 #include <unistd.h>
 #include <utility>
 
+#include <boost/asio/post.hpp>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
-
-#include <boost/asio/post.hpp>
 
 #include "quillmere/http/executor_internal.hpp"
 #include "quillmere/http/transfer_loop_internal.hpp"
@@ -339,8 +338,8 @@ void TransferService::shutdown() {
   }
 }
 
-void begin_request(boost::asio::any_io_executor turn, std::string url, int timeout,
-                             const FetchOptions& options, Transfer::Handler handler) {
+void begin_request(boost::asio::any_io_executor turn, std::string url, int timeout, const FetchOptions& options,
+                   Transfer::Handler handler) {
   auto& context = boost::asio::query(turn, boost::asio::execution::context);
   std::shared_ptr<TransferLoop> loop;
   Outcome failure;

@@ -104,8 +104,8 @@ class TransferLoop {
   std::optional<Clock::time_point> _alarm_time;  // when the timerfd fires, possibly earlier
   Clock::time_point _turn_begin;                 // of the call into libcurl that runs
   int _turn_records = 0;                         // that it has read
-  bool _is_waiting = false;   // for the epoll set
-  bool _is_turn_due = false;  // a posted one
+  bool _is_waiting = false;                      // for the epoll set
+  bool _is_turn_due = false;                     // a posted one
   bool _is_down = false;
 };
 
