@@ -210,6 +210,13 @@ INSTANTIATE_TEST_SUITE_P(
         {"keys_that_differ_only_between_their_ends",
          R"({"12345678x12345678":1,"12345678y12345678":2,"12345678x12345678":3})",
          {{"12345678x12345678", "3"}, {"12345678y12345678", "2"}}},
+        {"keys_of_64_kib",
+         "{\"" + repeat("k", 65534) + "\":[ ] ,\"" + repeat("k", 65535) + "\":[[{ } ]\n] ,\"" + repeat("k", 65536) +
+             "\":{\"a\":[1 ] },\"" + repeat("\\\\", 32768) + "\":\"\"}",
+         {{repeat("k", 65534), "[ ]"},
+          {repeat("k", 65535), "[[{ } ]\n]"},
+          {repeat("k", 65536), "{\"a\":[1 ] }"},
+          {repeat("\\", 32768), "\"\""}}},
         many_members("some", 40),
         many_members("many", 1000),
         many_members("a_million", 1000000),

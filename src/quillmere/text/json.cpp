@@ -19,7 +19,7 @@ using json_internal::Tape;
 
 constexpr unsigned MAX_DEPTH = 1024;
 constexpr std::size_t MAX_TEXT = std::numeric_limits<std::uint32_t>::max();
-// A tape that has grown past this (24 MiB) is given back when a smaller text comes.
+// What a tape has grown past this (16 MiB) is given back when a smaller text comes.
 constexpr std::size_t MAX_KEPT_ENTRIES = std::size_t{1} << 20;
 
 bool is_digit(char c) {
@@ -41,19 +41,22 @@ void prefer_large_pages([[maybe_unused]] void* memory, [[maybe_unused]] std::siz
 #endif
 }
 
+void resize(Tape& tape, std::size_t capacity) {
+  void* const resized = std::realloc(tape.entries.get(), capacity * sizeof(Entry));
+  if (resized == nullptr) throw std::bad_alloc();
+  static_cast<void>(tape.entries.release());
+  tape.entries.reset(static_cast<Entry*>(resized));
+  tape.capacity = capacity;
+}
+
 /// Out of line, and unaware of the reader, whose own state can so stay in registers.
 [[gnu::noinline]] Entry* grow(Tape& tape, std::size_t least) {
-  const std::size_t capacity = std::max(2 * tape.capacity, least);
-  void* const grown = std::realloc(tape.entries.get(), capacity * sizeof(Entry));
-  if (grown == nullptr) throw std::bad_alloc();
-  static_cast<void>(tape.entries.release());
-  tape.entries.reset(static_cast<Entry*>(grown));
-  tape.capacity = capacity;
-  prefer_large_pages(grown, capacity * sizeof(Entry));
+  resize(tape, std::max(2 * tape.capacity, least));
+  prefer_large_pages(tape.entries.get(), tape.capacity * sizeof(Entry));
   return tape.entries.get();
 }
 
-/// One pass over one text. An open container's `span` holds its parent's index until it is closed, so there is no
+/// One pass over one text. An open container's `extent` holds its parent's place until it is closed, so there is no
 /// stack. Every step leaves `_p` behind what it took, or where the fault is.
 template <class Scan>
 class TapeReader {
@@ -186,7 +189,8 @@ class TapeReader {
     _key_begin = _offset() + 1;
     bool has_escapes = false;
     if (!_read_string(has_escapes)) return false;
-    _key_end = _offset() - 1;
+    _key_size =
+        static_cast<std::uint16_t>(std::min<std::uint32_t>(_offset() - 1 - _key_begin, json_internal::LONG_KEY));
     _key_flags = has_escapes ? json_internal::KEY_HAS_ESCAPES : std::uint8_t{0};
     _skip_whitespace();
     if (!_at(':')) return _fail("expected ':' after a key");
@@ -198,7 +202,7 @@ class TapeReader {
   [[nodiscard]] Step _end_scalar(bool well_formed, std::uint32_t begin, JsonKind kind, bool has_escapes = false) {
     if (!well_formed) return Step::failed;
     const auto flags = static_cast<std::uint8_t>(_key_flags | (has_escapes ? json_internal::VALUE_HAS_ESCAPES : 0));
-    _entries[_used++] = {_key_begin, _key_end, begin, _offset(), 1, kind, flags};
+    _entries[_used++] = {_key_begin, begin, _offset(), _key_size, kind, flags};
     return Step::value_ended;
   }
 
@@ -240,14 +244,20 @@ class TapeReader {
     }
   }
 
+  void _forget_key() noexcept {
+    _key_begin = 0;
+    _key_size = 0;
+    _key_flags = 0;
+  }
+
   [[nodiscard]] Step _open(JsonKind kind) noexcept {
     if (_depth == MAX_DEPTH) return _refuse("nested deeper than 1024 levels");
     ++_depth;
-    _entries[_used] = {_key_begin, _key_end, _offset(), 0, _open_index, kind, _key_flags};
+    _entries[_used] = {_key_begin, _offset(), _open_index, _key_size, kind, _key_flags};
     _open_index = static_cast<std::uint32_t>(_used++);
     ++_p;
     _in_object = kind == JsonKind::object;
-    _key_begin = _key_end = _key_flags = 0;
+    _forget_key();
     _skip_whitespace();
     if (!_at(_in_object ? '}' : ']')) return Step::container_opened;
     _close();
@@ -257,13 +267,12 @@ class TapeReader {
   void _close() noexcept {
     ++_p;
     Entry& closed = _entries[_open_index];
-    const std::uint32_t parent = closed.span;
-    closed.span = static_cast<std::uint32_t>(_used) - _open_index;
-    closed.end = _offset();
+    const std::uint32_t parent = closed.extent;
+    closed.extent = static_cast<std::uint32_t>(_used) - _open_index;
     _open_index = parent;
     --_depth;
     _in_object = _depth != 0 && _entries[parent].kind == JsonKind::object;
-    _key_begin = _key_end = _key_flags = 0;
+    _forget_key();
   }
 
   /// From behind a value to the next key or element, closing the containers that end on the way; false at the end of
@@ -295,7 +304,7 @@ class TapeReader {
   bool _in_object = false;
   std::uint32_t _open_index = 0;
   std::uint32_t _key_begin = 0;
-  std::uint32_t _key_end = 0;
+  std::uint16_t _key_size = 0;
   std::uint8_t _key_flags = 0;
 };
 
@@ -316,7 +325,7 @@ bool json_internal::read(JsonDocument& document, std::string_view text, Scanning
     return false;
   }
   Tape& tape = document._tape;
-  if (tape.capacity > MAX_KEPT_ENTRIES && text.size() < tape.capacity) tape = {};
+  if (tape.capacity > MAX_KEPT_ENTRIES && text.size() < tape.capacity) resize(tape, MAX_KEPT_ENTRIES);
   document._error =
       scanning == Scanning::fastest ? read_tape<FastestScan>(text, tape) : read_tape<PortableScan>(text, tape);
   return document._error.message.empty();

@@ -54,21 +54,29 @@ inline constexpr std::uint8_t KEYS_SETTLED = 4;  ///< an object whose repeated k
 inline constexpr std::uint8_t KEY_REPEATED = 8;  ///< stands behind another member of the same key
 inline constexpr std::uint8_t SUPERSEDED = 16;   ///< first of its key; `begin` is the distance to the last one's entry
 
-/// One value, behind its container on the tape; offsets are bytes of the text.
+/// The size of a key that is not noted: found in the text.
+inline constexpr std::uint16_t LONG_KEY = 0xFFFF;
+
+/// One value, behind its container on the tape; offsets are bytes of the text. Small, because the time that dense text
+/// takes is that of writing and reading the tape.
 struct Entry {
-  std::uint32_t key_begin;  ///< of a member: what stands between the quotes of its key
-  std::uint32_t key_end;
+  std::uint32_t key_begin;  ///< of a member: what stands behind the opening quote of its key
   std::uint32_t begin;
-  std::uint32_t end;
-  std::uint32_t span;  ///< entries from this one to its next sibling (while a container is open: its parent)
+  std::uint32_t extent;  ///< of a scalar: its end; of a container: `span` (while it is open: the place of its parent)
+  std::uint16_t key_size;
   JsonKind kind;
   std::uint8_t flags;
+
+  [[nodiscard]] bool is_container() const noexcept { return kind <= JsonKind::array; }
+  /// Entries from this one to its next sibling.
+  [[nodiscard]] std::uint32_t span() const noexcept { return is_container() ? extent : 1; }
 };
+static_assert(sizeof(Entry) == 16);
 
 /// Asks the processor for what stands a few cache lines behind `entry`, if anything does: left to itself it walks a
 /// tape that is in no cache one miss at a time.
 inline void prefetch_behind(const Entry* entry) noexcept {
-  __builtin_prefetch(entry + 128);
+  __builtin_prefetch(entry + 192);
 }
 
 struct Free {
@@ -124,6 +132,7 @@ class JsonValue {
   [[nodiscard]] bool is_number() const noexcept { return kind() == JsonKind::number; }
 
   /// The value exactly as written in the document (a string with its quotes), and where it begins there, in bytes.
+  /// `raw` is linear in the elements of an array or object.
   [[nodiscard]] std::string_view raw() const noexcept;
   [[nodiscard]] std::size_t offset() const noexcept { return _entry->begin; }
 
@@ -147,7 +156,7 @@ class JsonValue {
   [[nodiscard]] std::optional<std::string> text_form() const;
 
   /// Whether an array or object has no elements; true for every other kind.
-  [[nodiscard]] bool is_empty() const noexcept { return _entry->span == 1; }
+  [[nodiscard]] bool is_empty() const noexcept { return _entry->span() == 1; }
   /// The last member named `key`; absent when there is none and when this is not an object. Linear in the members.
   [[nodiscard]] std::optional<JsonValue> find(std::string_view key) const noexcept;
   /// The last member for each of some keys, none longer than 63 bytes, in one pass over the members.
@@ -230,8 +239,12 @@ class JsonDocument {
     return {_text.data() + begin, end - begin};
   }
   [[nodiscard]] JsonString _key(const json_internal::Entry& entry) const noexcept {
-    return {_slice(entry.key_begin, entry.key_end), (entry.flags & json_internal::KEY_HAS_ESCAPES) != 0};
+    const std::size_t size = entry.key_size == json_internal::LONG_KEY ? _long_key_size(entry) : entry.key_size;
+    return {{_text.data() + entry.key_begin, size}, (entry.flags & json_internal::KEY_HAS_ESCAPES) != 0};
   }
+  [[nodiscard]] std::size_t _long_key_size(const json_internal::Entry& entry) const noexcept;
+  [[nodiscard]] std::uint32_t _end_of_container(const json_internal::Entry& container) const noexcept;
+  [[nodiscard]] std::uint32_t _end(const json_internal::Entry& entry) const noexcept;
   void _settle_keys(json_internal::Entry& object);
   [[nodiscard]] bool _may_repeat_keys(const json_internal::Entry& object) const noexcept;
   void _mark_repeated_keys(json_internal::Entry& object);
@@ -259,7 +272,7 @@ class JsonRange {
     [[nodiscard]] Item operator*() const noexcept;
     iterator& operator++() noexcept {
       json_internal::prefetch_behind(_entry);
-      do _entry += _entry->span;
+      do _entry += _entry->span();
       while (_entry != _end && (_entry->flags & json_internal::KEY_REPEATED) != 0);
       return *this;
     }
@@ -307,25 +320,29 @@ inline JsonMember JsonMembers::iterator::operator*() const noexcept {
   return {_document->_key(*_entry), *JsonElements::iterator(_entry, _end, _document)};
 }
 
+inline std::uint32_t JsonDocument::_end(const json_internal::Entry& entry) const noexcept {
+  return entry.is_container() ? _end_of_container(entry) : entry.extent;
+}
+
 inline std::string_view JsonValue::raw() const noexcept {
-  return _document->_slice(_entry->begin, _entry->end);
+  return _document->_slice(_entry->begin, _document->_end(*_entry));
 }
 
 inline JsonString JsonValue::string_slice() const noexcept {
   if (!is_string()) return {};
-  return {_document->_slice(_entry->begin + 1, _entry->end - 1),
+  return {_document->_slice(_entry->begin + 1, _entry->extent - 1),
           (_entry->flags & json_internal::VALUE_HAS_ESCAPES) != 0};
 }
 
 inline JsonMembers JsonValue::members() const {
   if (!is_object()) return {_entry, _entry, _document};
   if ((_entry->flags & json_internal::KEYS_SETTLED) == 0) _document->_settle_keys(*_entry);
-  return {_entry + 1, _entry + _entry->span, _document};
+  return {_entry + 1, _entry + _entry->extent, _document};
 }
 
 inline JsonElements JsonValue::elements() const noexcept {
   if (!is_array()) return {_entry, _entry, _document};
-  return {_entry + 1, _entry + _entry->span, _document};
+  return {_entry + 1, _entry + _entry->extent, _document};
 }
 
 inline JsonElements JsonValue::children() const {

@@ -158,14 +158,14 @@ void JsonDocument::_settle_keys(Entry& object) {
 }
 
 bool JsonDocument::_may_repeat_keys(const Entry& object) const noexcept {
-  if (object.span == 1 || (&object)[1].span + 1 == object.span) return false;  // at most one member
+  if (object.extent == 1 || (&object)[1].span() + 1 == object.extent) return false;  // at most one member
   std::array<std::uint64_t, FILTER_BITS / 64> filter{};
   std::size_t members = 0;
-  const Entry* const end = &object + object.span;
-  for (const Entry* member = &object + 1; member != end; member += member->span) {
+  const Entry* const end = &object + object.extent;
+  for (const Entry* member = &object + 1; member != end; member += member->span()) {
     if (++members > MAX_FILTERED_MEMBERS) return true;
     if ((member->flags & json_internal::KEY_HAS_ESCAPES) != 0) return true;
-    const std::size_t bit = filter_bit(_slice(member->key_begin, member->key_end));
+    const std::size_t bit = filter_bit(_key(*member).raw());
     if (has_bit(filter, bit)) return true;
     set_bit(filter, bit);
   }
@@ -186,15 +186,15 @@ void JsonDocument::_mark_repeated_keys(Entry& object) {
   const KeyHash hash_of(std::rotl(reinterpret_cast<std::uintptr_t>(&object), 32) ^
                         reinterpret_cast<std::uintptr_t>(this));
   tables.hashes.clear();
-  Entry* const end = &object + object.span;
-  for (Entry* member = &object + 1; member != end; member += member->span) {
+  Entry* const end = &object + object.extent;
+  for (Entry* member = &object + 1; member != end; member += member->span()) {
     json_internal::prefetch_behind(member);
     tables.hashes.push_back(hash_of(_decoded_key(*member)));
   }
   if (!tables.suspect()) return;
 
   auto hash = tables.hashes.begin();
-  for (Entry* member = &object + 1; member != end; member += member->span, ++hash) {
+  for (Entry* member = &object + 1; member != end; member += member->span(), ++hash) {
     json_internal::prefetch_behind(member);
     if (!tables.is_suspected(*hash)) continue;
     const std::string_view key = _decoded_key(*member);

@@ -174,6 +174,31 @@ bool JsonString::_decodes_to(std::string_view text) const noexcept {
   }
 }
 
+std::size_t JsonDocument::_long_key_size(const json_internal::Entry& entry) const noexcept {
+  const char* const key = _text.data() + entry.key_begin;
+  const char* const end = _text.data() + _text.size();
+  for (const char* p = key;; p += 2) {  // an escape is two characters, or ends with some that are no quotation mark
+    p = json_internal::FastestScan::find_quote_or_escape(p, end);
+    if (*p == '"') return static_cast<std::size_t>(p - key);
+  }
+}
+
+std::uint32_t JsonDocument::_end_of_container(const json_internal::Entry& container) const noexcept {
+  // What comes last in it, at any depth, ends before the brackets that close.
+  const json_internal::Entry* last = &container;
+  unsigned closing = 0;
+  for (; last->is_container(); ++closing) {
+    const json_internal::Entry* const end = last + last->extent;
+    if (last + 1 == end) break;
+    for (++last; last + last->span() != end;) last += last->span();
+  }
+  const char* p = _text.data() + (last->is_container() ? last->begin : last->extent);
+  if (last->is_container()) ++p, ++closing;
+  const char* const end = _text.data() + _text.size();
+  for (; closing != 0; --closing) p = json_internal::FastestScan::skip_whitespace_run(p, end) + 1;
+  return static_cast<std::uint32_t>(p - _text.data());
+}
+
 std::optional<bool> JsonValue::boolean() const noexcept {
   if (kind() != JsonKind::boolean) return std::nullopt;
   return raw().front() == 't';
@@ -215,8 +240,8 @@ std::optional<std::string> JsonValue::text_form() const {
 std::optional<JsonValue> JsonValue::find(std::string_view key) const noexcept {
   if (!is_object()) return std::nullopt;
   json_internal::Entry* found = nullptr;
-  json_internal::Entry* const end = _entry + _entry->span;
-  for (json_internal::Entry* member = _entry + 1; member != end; member += member->span) {
+  json_internal::Entry* const end = _entry + _entry->extent;
+  for (json_internal::Entry* member = _entry + 1; member != end; member += member->span()) {
     if (_document->_key(*member) == key) found = member;
   }
   if (found == nullptr) return std::nullopt;
@@ -228,8 +253,8 @@ void JsonValue::_find_each(std::span<const std::string_view> keys,
   if (!is_object()) return;
   std::uint64_t sizes = 0;  // one bit for each: most members' keys have none of them
   for (const std::string_view key : keys) sizes |= std::uint64_t{1} << key.size();
-  json_internal::Entry* const end = _entry + _entry->span;
-  for (json_internal::Entry* member = _entry + 1; member != end; member += member->span) {
+  json_internal::Entry* const end = _entry + _entry->extent;
+  for (json_internal::Entry* member = _entry + 1; member != end; member += member->span()) {
     json_internal::prefetch_behind(member);
     const JsonString name = _document->_key(*member);
     if (!name.has_escapes() && (name.raw().size() > 63 || (sizes >> name.raw().size() & 1U) == 0)) continue;
