@@ -1,6 +1,8 @@
 #include "quillmere/commerce/page/literal_index.hpp"
 
+#include <algorithm>
 #include <bit>
+#include <cstring>
 #include <limits>
 
 #include "quillmere/commerce/page/scan.hpp"
@@ -43,6 +45,45 @@ constexpr std::size_t BOTH_NIBBLES = 2;  // the place whose high nibble counts, 
 constexpr std::size_t SHORTEST = 3;      // of the literals: a fingerprint may lack its last byte
 // The last bucket alone has two rows, so the rows of a bucket begin at its number.
 static_assert(LITERALS[6].bucket == 6 && LITERALS[7].bucket == 7 && LITERALS[8].bucket == 7);
+
+/// The first bytes of a literal as one word, to compare with those of the page, whose letters are made lower case first
+/// where case does not count.
+struct Head {
+  std::uint64_t bytes = 0;
+  std::uint64_t mask = 0;
+  std::uint64_t lower = 0;
+};
+
+constexpr Head head_of(const LiteralRow& row) {
+  std::array<std::uint8_t, sizeof(std::uint64_t)> bytes{};
+  std::array<std::uint8_t, sizeof(std::uint64_t)> mask{};
+  std::array<std::uint8_t, sizeof(std::uint64_t)> lower{};
+  for (std::size_t i = 0; i < std::min(row.text.size(), bytes.size()); ++i) {
+    bytes[i] = static_cast<std::uint8_t>(row.text[i]);
+    mask[i] = 0xFF;
+    if (row.letters == Case::folded && row.text[i] >= 'a' && row.text[i] <= 'z') lower[i] = 0x20;
+  }
+  return {std::bit_cast<std::uint64_t>(bytes), std::bit_cast<std::uint64_t>(mask), std::bit_cast<std::uint64_t>(lower)};
+}
+
+constexpr auto HEADS = [] {
+  std::array<Head, LITERAL_COUNT> heads{};
+  for (std::size_t i = 0; i < LITERAL_COUNT; ++i) heads[i] = head_of(LITERALS[i]);
+  return heads;
+}();
+
+/// Whether the literal of that row stands in `page` at `at`.
+bool is_literal_at(std::string_view page, std::size_t at, std::size_t row) {
+  const LiteralRow& literal = LITERALS[row];
+  const Head& head = HEADS[row];
+  std::uint64_t word = 0;
+  if (at + sizeof word <= page.size()) {
+    std::memcpy(&word, page.data() + at, sizeof word);
+    if (((word | head.lower) & head.mask) != head.bytes) return false;
+    if (literal.text.size() <= sizeof word) return true;
+  }
+  return stands_at(page, at, literal.text, literal.letters);
+}
 
 // More positions than this in one list are not kept for the next page.
 constexpr std::size_t KEPT_POSITIONS = 1 << 16;
@@ -135,7 +176,7 @@ void LiteralIndex::_judge(std::size_t fingerprint_at, unsigned buckets) {
       const LiteralRow& row = LITERALS[i];
       if (fingerprint_at < row.fingerprint) continue;
       const std::size_t at = fingerprint_at - row.fingerprint;
-      if (!stands_at(_page, at, row.text, row.letters)) continue;
+      if (!is_literal_at(_page, at, i)) continue;
       _positions[static_cast<std::size_t>(row.literal)].push_back(static_cast<Position>(at));
     }
   }
