@@ -36,15 +36,19 @@ bool set_option(const Easy& easy, CURLoption option, Value value) {
   return code == CURLE_OK;
 }
 
-// Has the system map the memory from `begin` to `end`, which will be written to, in one call.
-void map(const char* begin, const char* end) noexcept {
-  static const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-  const std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(begin) + page - 1) / page * page;
-  const std::uintptr_t last = reinterpret_cast<std::uintptr_t>(end) / page * page;
+// Has the system map the `size` bytes from `begin` on, which will be written to, in one call.
+void map([[maybe_unused]] char* begin, [[maybe_unused]] std::size_t size) noexcept {
+#ifdef MADV_POPULATE_WRITE  // Linux 5.14
+  static const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+  const std::size_t skipped = (page - reinterpret_cast<std::uintptr_t>(begin) % page) % page;
+  if (size < skipped + page) return;
+  char* const first = begin + skipped;
+  const std::size_t whole = (size - skipped) / page * page;
   // Memory that was used before is mapped as a rule, and then this is all that it costs.
   unsigned char is_mapped = 0;
-  if (::mincore(reinterpret_cast<void*>(last - page), page, &is_mapped) != 0 || (is_mapped & 1U) != 0) return;
-  ::madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);  // not before Linux 5.14
+  if (::mincore(first + whole - page, page, &is_mapped) != 0 || (is_mapped & 1U) != 0) return;
+  ::madvise(first, whole, MADV_POPULATE_WRITE);
+#endif
 }
 
 // Lets TransferLoop::on_trace see the records of TLS connections. Costs some time for each line that libcurl would
@@ -280,7 +284,7 @@ void Transfer::map_ahead() noexcept {
   if (body.size() < _mapped_bytes) return;
   const std::size_t mapped_bytes = std::min(body.capacity(), body.size() + MAPPED_AT_ONCE);
   if (mapped_bytes - body.size() < LEAST_MAPPED) return;
-  map(body.data() + body.size(), body.data() + mapped_bytes);
+  map(body.data() + body.size(), mapped_bytes - body.size());
   _mapped_bytes = mapped_bytes;
 }
 
