@@ -277,8 +277,8 @@ bool Transfer::prepare(Easy handle, SocketSet& sockets) {
   return true;
 }
 
-// A page of memory that is mapped when it is first written to costs more than to write it: of a large body half of what
-// the whole transfer does. Never far ahead of what arrives: a server may declare more than it ever sends.
+// A page of memory that is mapped when it is first written to costs more than to write it, and a large body has many.
+// Never far ahead of what arrives: a server may declare more than it ever sends.
 void Transfer::map_ahead() noexcept {
   std::string& body = _outcome.body;
   if (body.size() < _mapped_bytes) return;

@@ -92,7 +92,7 @@ void TransferLoop::start(const std::shared_ptr<Transfer>& transfer) {
     const std::lock_guard lock(_mutex);
     if (_is_down) return;
     // Not at once: those that take the places of transfers which ended together are sent in a row. Sent one by one,
-    // each would wake its server for itself, which costs more than the rest of the transfer.
+    // each would wake its server for itself, which is a good part of what a small page costs.
     if (!_is_turn_due) boost::asio::post(_executor, [this] { take_turn(); });
     _is_turn_due = true;
     if (begin(transfer)) return;
@@ -342,7 +342,6 @@ void begin_request(boost::asio::any_io_executor turn, std::string url, int timeo
                    Transfer::Handler handler) {
   auto& context = boost::asio::query(turn, boost::asio::execution::context);
   std::shared_ptr<TransferLoop> loop;
-  Outcome failure;
   std::exception_ptr error;
   try {
     loop = boost::asio::use_service<TransferService>(context).loop(turn, options.allow_private_networks);
@@ -352,6 +351,7 @@ void begin_request(boost::asio::any_io_executor turn, std::string url, int timeo
     // No descriptor is left to wait for sockets with, to this layer or to Asio: FetchReason::FAILED.
   }
   if (!loop) {
+    Outcome failure;
     failure.report.url = std::move(url);
     resume_later(without_strand(turn), std::move(handler), error, std::move(failure));
     return;

@@ -132,7 +132,7 @@ class JsonValue {
   [[nodiscard]] bool is_number() const noexcept { return kind() == JsonKind::number; }
 
   /// The value exactly as written in the document (a string with its quotes), and where it begins there, in bytes.
-  /// `raw` is linear in the elements of an array or object.
+  /// `raw` is linear in what an array or object holds.
   [[nodiscard]] std::string_view raw() const noexcept;
   [[nodiscard]] std::size_t offset() const noexcept { return _entry->begin; }
 
